@@ -1,0 +1,51 @@
+// Stream creation and release shared by every kind of channel.
+#include "api.h"
+#include "base/engine.h"
+#include "base/errors.h"
+
+namespace {
+
+using namespace engine;
+
+bool deviceReady() {
+    Engine& e = Engine::instance();
+    std::lock_guard lock(e.deviceMutex);
+    return e.initialised;
+}
+
+// A stream whose samples the caller would push or produce; the program makes one only to learn
+// whether float streams work here.
+class UserStream final : public Channel {};
+
+} // namespace
+
+HSTREAM BASS_StreamCreate(DWORD freq, DWORD chans, DWORD flags, STREAMPROC* proc, void* user) {
+    if (!deviceReady()) return fail<HSTREAM>(BASS_ERROR_INIT, 0);
+    if (freq == 0 || chans == 0 || chans > 8) return fail<HSTREAM>(BASS_ERROR_ILLPARAM, 0);
+    auto stream = std::make_shared<UserStream>();
+    stream->freq = freq;
+    stream->chans = chans;
+    stream->flags = flags;
+    const DWORD h = Engine::instance().channels.add(stream);
+    if (!h) return fail<HSTREAM>(BASS_ERROR_MEM, 0);
+    stream->handle = h;
+    return ok(h);
+}
+
+BOOL BASS_StreamFree(HSTREAM handle) {
+    if (!Engine::instance().channels.remove(handle)) return fail(BASS_ERROR_HANDLE);
+    return ok(1);
+}
+
+BOOL BASS_ChannelGetInfo(DWORD handle, BASS_CHANNELINFO* info) {
+    auto channel = Engine::instance().channels.get(handle);
+    if (!channel) return fail(BASS_ERROR_HANDLE);
+    if (!info) return fail(BASS_ERROR_ILLPARAM);
+    *info = BASS_CHANNELINFO{};
+    info->freq = channel->freq;
+    info->chans = channel->chans;
+    info->flags = channel->flags;
+    info->ctype = channel->ctype;
+    info->origres = (channel->flags & BASS_SAMPLE_FLOAT) ? 32 : 16;
+    return ok(1);
+}

@@ -1,0 +1,48 @@
+#include "device/device_list.h"
+
+namespace engine {
+
+namespace {
+
+std::vector<RtAudio::Api> apisInOrder() {
+    std::vector<RtAudio::Api> compiled;
+    RtAudio::getCompiledApi(compiled);
+    std::vector<RtAudio::Api> out;
+    for (RtAudio::Api wanted : {RtAudio::LINUX_PULSE, RtAudio::LINUX_ALSA, RtAudio::UNIX_JACK})
+        for (RtAudio::Api a : compiled)
+            if (a == wanted) out.push_back(a);
+    return out;
+}
+
+std::vector<SystemDevice> list(bool outputs) {
+    std::vector<SystemDevice> result;
+    for (RtAudio::Api api : apisInOrder()) {
+        try {
+            RtAudio audio(api);
+            audio.showWarnings(false);
+            const unsigned count = audio.getDeviceCount();
+            for (unsigned i = 0; i < count; ++i) {
+                RtAudio::DeviceInfo info = audio.getDeviceInfo(i);
+                if (!info.probed) continue;
+                const unsigned channels = outputs ? info.outputChannels : info.inputChannels;
+                if (channels == 0) continue;
+                const bool isDefault = outputs ? info.isDefaultOutput : info.isDefaultInput;
+                result.push_back({api, i, info.name, isDefault});
+            }
+        } catch (const RtAudioError&) {
+            // An API that cannot be probed (no server, no card) offers no devices.
+        }
+    }
+    return result;
+}
+
+} // namespace
+
+std::vector<SystemDevice> listOutputDevices() {
+    return list(true);
+}
+std::vector<SystemDevice> listInputDevices() {
+    return list(false);
+}
+
+} // namespace engine

@@ -1,0 +1,107 @@
+#include "device/virtual_output.h"
+
+#include "base/engine.h"
+
+#include <mutex>
+
+namespace engine {
+
+namespace {
+
+struct VirtualState {
+    std::mutex mutex;
+    bool inUse = false;
+    bool keep = false;
+    std::vector<float> heard;
+    std::vector<testing::VirtualInput> inputs{{"Virtual Microphone", true}};
+};
+
+VirtualState& state() {
+    static VirtualState s;
+    return s;
+}
+
+class VirtualOutput final : public OutputBackend {
+  public:
+    bool start(unsigned, RenderFn render, void* ctx) override {
+        render_ = render;
+        ctx_ = ctx;
+        return true;
+    }
+    void stop() override { render_ = nullptr; }
+    unsigned latencyFrames() const override { return 0; }
+    bool realtime() const override { return false; }
+    std::string name() const override { return "Virtual"; }
+
+    void advance(unsigned frames, std::vector<float>* keep) {
+        if (!render_) return;
+        buffer_.resize(static_cast<std::size_t>(frames) * 2);
+        render_(ctx_, buffer_.data(), frames);
+        if (keep) keep->insert(keep->end(), buffer_.begin(), buffer_.end());
+    }
+
+  private:
+    RenderFn render_ = nullptr;
+    void* ctx_ = nullptr;
+    std::vector<float> buffer_;
+};
+
+} // namespace
+
+std::unique_ptr<OutputBackend> makeVirtualOutput() {
+    return std::make_unique<VirtualOutput>();
+}
+
+bool virtualDeviceInUse() {
+    return state().inUse;
+}
+
+std::vector<testing::VirtualInput> virtualInputs() {
+    std::lock_guard lock(state().mutex);
+    return state().inputs;
+}
+
+namespace testing {
+
+void useVirtualDevice(bool on) {
+    state().inUse = on;
+}
+bool virtualDeviceInUse() {
+    return state().inUse;
+}
+
+void setVirtualInputs(std::vector<VirtualInput> inputs) {
+    std::lock_guard lock(state().mutex);
+    state().inputs = std::move(inputs);
+}
+
+void advance(unsigned frames) {
+    Engine& e = Engine::instance();
+    VirtualOutput* out = nullptr;
+    {
+        std::lock_guard lock(e.deviceMutex);
+        out = dynamic_cast<VirtualOutput*>(e.output.get());
+    }
+    // The virtual device lives and dies on the test's thread, so it cannot go away meanwhile.
+    if (out) out->advance(frames, state().keep ? &state().heard : nullptr);
+}
+
+const std::vector<float>& heard() {
+    return state().heard;
+}
+void clearHeard() {
+    state().heard.clear();
+}
+void keepHeard(bool on) {
+    state().keep = on;
+}
+
+std::string outputName() {
+    Engine& e = Engine::instance();
+    std::lock_guard lock(e.deviceMutex);
+    return e.output ? e.output->name() : std::string();
+}
+
+} // namespace testing
+
+} // namespace engine

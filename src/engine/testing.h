@@ -1,0 +1,36 @@
+// The virtual device, for tests only: with it switched on, BASS_Init opens a device that renders,
+// fires syncs and captures only when a test advances it, synchronously, on the test's thread.
+#pragma once
+
+#include "api.h"
+
+#include <string>
+#include <vector>
+
+namespace engine::testing {
+
+struct VirtualInput {
+    std::string name;
+    bool on = false;
+};
+
+// Switches BASS_Init over to the virtual device (any device number opens it) and BASS_RecordInit
+// over to the virtual capture inputs.
+void useVirtualDevice(bool on);
+bool virtualDeviceInUse();
+
+// The inputs the virtual capture device offers; by default one microphone, switched on.
+void setVirtualInputs(std::vector<VirtualInput> inputs);
+
+// Renders `frames` frames of the mix on the virtual device and runs what falls due meanwhile.
+void advance(unsigned frames);
+
+// What the virtual device has played since the last clearHeard(), interleaved stereo float.
+const std::vector<float>& heard();
+void clearHeard();
+void keepHeard(bool on);
+
+// Name of the output device that BASS_Init opened ("No sound" for device 0), empty when none.
+std::string outputName();
+
+} // namespace engine::testing

@@ -1,0 +1,38 @@
+// A process stand-in for tests: records ending and started programs, keeps its folders in a
+// test's own directory.
+#pragma once
+
+#include "platform/process.h"
+
+#include <string>
+#include <vector>
+
+namespace platform {
+
+class ScriptedProcess final : public Process {
+  public:
+    explicit ScriptedProcess(std::string appFolder) : appFolder_(std::move(appFolder)) {}
+
+    void end() override { ended_ = true; }
+    bool ended() const override { return ended_; }
+    bool startProgram(const std::string& program, const std::vector<std::string>& args) override;
+    bool openUrl(const std::string& url) override;
+    std::string currentFolder() override;
+    bool setCurrentFolder(const std::string& folder) override;
+    std::string appFolder() override { return appFolder_; }
+    std::string appName() override { return "velvora"; }
+
+    struct Started {
+        std::string program;
+        std::vector<std::string> args;
+    };
+    const std::vector<Started>& started() const { return started_; }
+    void reset() { ended_ = false; }
+
+  private:
+    std::string appFolder_;
+    bool ended_ = false;
+    std::vector<Started> started_;
+};
+
+} // namespace platform

@@ -1,0 +1,16 @@
+// The platform services the program runs on: Qt in production, scripted ones in tests.
+#pragma once
+
+#include "platform/clock.h"
+#include "platform/dialogs.h"
+#include "platform/process.h"
+
+namespace platform {
+
+struct Services {
+    Dialogs& dialogs;
+    Clock& clock;
+    Process& process;
+};
+
+} // namespace platform
