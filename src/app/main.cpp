@@ -1,0 +1,26 @@
+// Velvora: a karaoke player and multitrack recorder.
+#include "core/startup.h"
+#include "platform/qt/qt_services.h"
+#include "ui/main_window.h"
+
+#include <QApplication>
+
+int main(int argc, char** argv) {
+    QApplication application(argc, argv);
+    QApplication::setApplicationName("Velvora");
+    QApplication::setOrganizationName("Velvora");
+
+    platform::QtDialogs dialogs;
+    platform::QtClock clock;
+    platform::QtProcess process;
+    platform::Services services{dialogs, clock, process};
+
+    velvora::ui::MainWindow window(services);
+    dialogs.setParent(&window);
+    velvora::App& app = window.app();
+    if (!velvora::Form_Initialize(app)) return 1;
+    velvora::Form_Load(app);
+    if (process.ended()) return 1;
+    window.show();
+    return QApplication::exec();
+}

@@ -1,0 +1,23 @@
+// The session's control groups: menus, the three layouts of song kinds, resets.
+#pragma once
+
+#include "core/app.h"
+
+#include <string>
+
+namespace velvora {
+
+// Song kinds, told by the last three characters of the file name alone.
+bool isMidiSong(const std::string& fileName);    // "mid" or "kar", any case
+bool isPackageSong(const std::string& fileName); // "NVK", any case
+
+void dmenu(App& app);
+void dismenu(App& app);
+void enamenu(App& app);
+void LayoutMidi(App& app);
+void LayoutPackage(App& app);
+void LayoutAudio(App& app);
+void ZeroVariables(App& app);
+void abilita(App& app);
+
+} // namespace velvora

@@ -1,0 +1,167 @@
+// The session: every variable the main window's routines share, in one plain struct. Values that
+// engine callbacks write from their own threads are atomics.
+#pragma once
+
+#include "engine/api.h"
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace velvora {
+
+// A boolean of the program: 0 false, -1 true.
+using VBool = std::int16_t;
+constexpr VBool vbTrue = -1;
+constexpr VBool vbFalse = 0;
+
+// One MIDI channel of the channel strip.
+struct ChannelInfo {
+    std::int16_t first = 0;
+    std::int16_t Touched = 0;
+    std::int16_t Program = 0;
+    std::int16_t ChannelNo = -1;
+    std::int16_t Volume = 0;
+    std::int16_t Pan = 64;
+    std::int16_t Mode = 0;
+};
+
+// One timed lyric unit.
+struct WordRec {
+    double TimeMs = 0;
+    double SpanMs = 0;
+    std::string Text;
+    std::int16_t Length = 0;
+    std::int32_t Column = 0;
+    std::int16_t LineNo = 0;
+};
+
+// The one lyric model that every lyric source fills.
+struct WordModel {
+    std::vector<WordRec> wordList{WordRec{}};
+    std::vector<std::string> lyricLines{std::string()};
+    std::vector<std::string> shownLines{std::string()};
+    std::int16_t lastLine = 0;
+    bool lyricsPresent = false;
+    double msPerTick = 0;
+};
+
+// State of the capture block (the take in memory).
+struct CaptureState {
+    std::int32_t recBufStep = 0;
+    std::vector<std::uint8_t> recBuffer; // empty: none
+    std::int32_t recLength = 0;
+    DWORD recChan = 0;
+    int captureRate = 44100;
+    int captureChannels = 2;
+    int captureBits = 16;
+};
+
+// Effects the window keeps handles of.
+struct EffectsState {
+    DWORD fxReverb = 0;
+    DWORD fxEq = 0;
+    DWORD fxGain = 0;
+    DWORD fxCompressor = 0;
+    DWORD fxRemoverDSP = 0;
+    VBool eqOn = vbFalse;
+    std::int16_t reverbLevel = 0;
+};
+
+// The lyric page's drawing state.
+struct PainterState {
+    int pictureWidth = 0;
+    int pictureHeight = 0;
+    int paintLeft = 0, paintTop = 0, paintRight = 0, paintBottom = 0;
+    std::uint32_t sungColour = 0;
+    std::uint32_t nextPairColour = 0;
+    std::uint32_t lineColour = 0;
+    std::int32_t lyricSizeClass = 0;
+    std::int16_t lyricLayoutMode = 0;
+    std::int16_t currentLine = 0;
+};
+
+// The spectrum image's palette and mode.
+struct SpectrumState {
+    static constexpr int width = 368;
+    static constexpr int height = 140;
+    std::array<std::uint32_t, 256> palette{}; // 0xRRGGBB
+    std::int32_t specMode = 0;
+};
+
+// Saved application settings.
+struct ConfigState {
+    std::string configState;
+    std::uint8_t configByte = 0;
+    bool configFlag = false;
+    std::int16_t configWord = 0;
+    std::int16_t recordingValue = 0;
+};
+
+struct Session {
+    // Song in hand and its engine objects.
+    std::string FileName;
+    std::string packageFile;
+    DWORD chan = 0;
+    DWORD chan2 = 0;
+    std::array<DWORD, 3> stems{};
+    std::int16_t stemCount = 0;
+    DWORD font = 0;
+    std::string soundFontPath;
+
+    // Playback state; the atomics are written by engine callbacks.
+    std::atomic<std::int32_t> miditempo{0};
+    float temposcale = 0.0f;
+    bool midiActive = false;
+    bool levelsTouched = false;
+    bool midiStreamStale = false;
+    std::atomic<bool> songEnded{false};
+    std::atomic<std::int32_t> lyricTick{0};
+    std::string lyrics;
+    std::int32_t lyricPos = 0;
+    bool hasTagLyrics = false;
+    bool explorerOpen = false;
+    std::int32_t inputIndex = -1;
+
+    // Window-level song state.
+    bool songFresh = false;
+    std::string songTitle;
+    std::string customName;
+    bool recordArmed = false;
+    bool pauseUsed = false;
+    bool pausedNow = false;
+    bool midiLoaded = false;
+    bool playStarted = false;
+    bool syltPending = false;
+    // Marks of a song that was started and of its end, raised by play and the end callback.
+    bool songStartedMark = false;
+    std::atomic<int> endMarker{0};
+    std::int32_t songSeconds = 0;
+    float stretchedSeconds = 0;
+    std::int16_t posSeconds = 0, posMin = 0, posSec = 0;
+    std::int16_t midiChannel = 0;
+    std::int16_t midiChannelVolume = 0;
+    bool tempoPresetApplied = false;
+    std::array<ChannelInfo, 16> channelStrip{};
+    DWORD floatFlag = 0;
+    DWORD sampleRate = 0;
+    std::int16_t answer = 0;
+    int cancelFlag = 0;
+    // Blinks of the recording mark during a take.
+    int recordBlink = 0;
+
+    WordModel words;
+    CaptureState capture;
+    EffectsState effects;
+    PainterState painter;
+    SpectrumState spectrum;
+    ConfigState config;
+
+    // The file dialog's folder after its last success, and its last file name.
+    std::string dialogFolder;
+    std::string dialogFileName;
+};
+
+} // namespace velvora

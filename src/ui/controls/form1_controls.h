@@ -1,0 +1,16 @@
+#pragma once
+
+#include "ui_Form1.h"
+
+class QDialog;
+
+namespace velvora::ui {
+
+// The package maker's controls ("Crea NVK File").
+struct Form1Controls : public Ui::Form1 {
+    explicit Form1Controls(QDialog* dialog); // setupUi(dialog)
+
+    QDialog* dialog;
+};
+
+} // namespace velvora::ui

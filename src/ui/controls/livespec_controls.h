@@ -1,0 +1,20 @@
+#pragma once
+
+#include "ui_frmLiveSpec.h"
+#include "vumeterpicture.h"
+
+#include <array>
+
+class QDialog;
+
+namespace velvora::ui {
+
+// The live input level window's controls.
+struct LiveSpecControls : public Ui::frmLiveSpec {
+    explicit LiveSpecControls(QDialog* dialog); // setupUi(dialog), then fills the array
+
+    QDialog* dialog;
+    std::array<VuMeterPicture*, 2> picVUMeter; // only index 1 exists; [0] is nullptr
+};
+
+} // namespace velvora::ui

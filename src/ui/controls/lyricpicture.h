@@ -1,0 +1,44 @@
+#pragma once
+
+#include <QColor>
+#include <QImage>
+#include <QWidget>
+
+class QPaintEvent;
+class QResizeEvent;
+
+namespace velvora::ui {
+
+// The lyric page. The painter draws into image() and calls refresh(); the widget only shows the
+// image. The image always has the widget's size; a resize gives a new, cleared image.
+class LyricPicture : public QWidget {
+    Q_OBJECT
+  public:
+    static constexpr int minimumPageWidth = 660;
+    static constexpr int minimumPageHeight = 210;
+
+    explicit LyricPicture(QWidget* parent = nullptr);
+
+    QImage& image() { return image_; }
+    const QImage& image() const { return image_; }
+
+    QColor backgroundColor() const { return background_; }
+    void setBackgroundColor(const QColor& colour);
+
+    // Fills the image with the background colour and schedules a repaint.
+    void cls();
+    // Schedules a repaint of the image as it stands.
+    void refresh();
+
+    QSize sizeHint() const override;
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+  private:
+    QImage image_;
+    QColor background_{0x40, 0x40, 0x40};
+};
+
+} // namespace velvora::ui

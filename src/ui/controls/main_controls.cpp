@@ -1,0 +1,24 @@
+#include "main_controls.h"
+
+#include <QMainWindow>
+
+namespace velvora::ui {
+MainControls::MainControls(QMainWindow* mainWindow) : window(mainWindow) {
+    setupUi(window);
+    Slider2 = {Slider2_0, Slider2_1, Slider2_2,  Slider2_3,  Slider2_4,  Slider2_5,  Slider2_6,  Slider2_7,
+               Slider2_8, Slider2_9, Slider2_10, Slider2_11, Slider2_12, Slider2_13, Slider2_14, Slider2_15};
+    Check1 = {Check1_0, Check1_1, Check1_2,  Check1_3,  Check1_4,  Check1_5,  Check1_6,  Check1_7,
+              Check1_8, Check1_9, Check1_10, Check1_11, Check1_12, Check1_13, Check1_14, Check1_15};
+    Label3 = {Label3_0, Label3_1, Label3_2,  Label3_3,  Label3_4,  Label3_5,  Label3_6,  Label3_7,
+              Label3_8, Label3_9, Label3_10, Label3_11, Label3_12, Label3_13, Label3_14, Label3_15};
+    SldEq = {SldEq_0, SldEq_1, SldEq_2, SldEq_3, SldEq_4, SldEq_5, SldEq_6};
+    SldMp3 = {SldMp3_0, SldMp3_1};
+    Slider3 = {Slider3_0};
+    vcompr = {vcompr_0, vcompr_1};
+    vseq = {vseq_0, vseq_1, vseq_2, vseq_3, vseq_4, vseq_5, vseq_6, vseq_7};
+    LblTm = {LblTm_0, LblTm_1};
+    Cmd_432M = {Cmd_432M_0, Cmd_432M_1};
+    Sldphaser = {nullptr, Sldphaser_1};
+}
+
+} // namespace velvora::ui

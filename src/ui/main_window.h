@@ -1,0 +1,27 @@
+// The main window: owns the controls and the session, and asks before it closes.
+#pragma once
+
+#include "core/app.h"
+#include "ui/controls/main_controls.h"
+
+#include <QMainWindow>
+#include <memory>
+
+namespace velvora::ui {
+
+class MainWindow final : public QMainWindow {
+  public:
+    explicit MainWindow(platform::Services& services);
+    ~MainWindow() override;
+
+    App& app() { return *app_; }
+
+  protected:
+    void closeEvent(QCloseEvent* event) override;
+
+  private:
+    std::unique_ptr<MainControls> controls_;
+    std::unique_ptr<App> app_;
+};
+
+} // namespace velvora::ui

@@ -1,0 +1,11 @@
+// Connects the main window's controls and timers to the routines of the subsystems, and the
+// core's hooks to the routines that stand above it. The window and the tests use the same wiring.
+#pragma once
+
+#include "core/app.h"
+
+namespace velvora::ui {
+
+void wire(App& app);
+
+} // namespace velvora::ui
