@@ -2,6 +2,8 @@
 // engine callbacks write from their own threads are atomics.
 #pragma once
 
+#include "core/state/lyric_state.h"
+#include "core/state/midi_scan_state.h"
 #include "engine/api.h"
 
 #include <array>
@@ -153,6 +155,8 @@ struct Session {
     int recordBlink = 0;
 
     WordModel words;
+    MidiScanState scan;
+    LyricTimingState timing;
     CaptureState capture;
     EffectsState effects;
     PainterState painter;
