@@ -29,6 +29,9 @@ class Clock {
     virtual std::unique_ptr<Timer> makeTimer(int intervalMs, bool enabled) = 0;
     // Runs `fn` on the UI thread later; callable from any thread.
     virtual void post(std::function<void()> fn) = 0;
+    // For engine callbacks: holds the calling engine thread for `ms`, then runs `fn` on it. The
+    // UI thread goes on meanwhile. The virtual clock runs `fn` when its time comes instead.
+    virtual void waitThen(int ms, std::function<void()> fn) = 0;
 };
 
 } // namespace platform

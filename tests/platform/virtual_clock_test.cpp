@@ -98,3 +98,22 @@ TEST(VirtualClock, AdvanceUntilStopsWhenTheConditionHolds) {
 }
 
 } // namespace
+
+namespace {
+
+TEST(VirtualClock, WaitsOfEngineThreadsEndAtTheirTimeEvenWhileTheUiSleeps) {
+    platform::VirtualClock clock;
+    std::vector<long long> at;
+    int uiTicks = 0;
+    auto t = clock.makeTimer(100, true);
+    t->onTick = [&] { ++uiTicks; };
+    clock.waitThen(1000, [&] { at.push_back(clock.nowMs()); });
+    clock.advance(999);
+    EXPECT_TRUE(at.empty());
+    EXPECT_EQ(uiTicks, 9) << "the UI is not held by an engine thread's wait";
+    clock.sleep(50);
+    ASSERT_EQ(at.size(), 1u);
+    EXPECT_EQ(at[0], 1000);
+}
+
+} // namespace

@@ -64,4 +64,9 @@ void QtClock::post(std::function<void()> fn) {
     QMetaObject::invokeMethod(QCoreApplication::instance(), std::move(fn), Qt::QueuedConnection);
 }
 
+void QtClock::waitThen(int ms, std::function<void()> fn) {
+    if (ms > 0) QThread::msleep(static_cast<unsigned long>(ms));
+    if (fn) fn();
+}
+
 } // namespace platform

@@ -29,6 +29,7 @@ class QtClock final : public Clock {
     void doEvents() override;
     std::unique_ptr<Timer> makeTimer(int intervalMs, bool enabled) override;
     void post(std::function<void()> fn) override;
+    void waitThen(int ms, std::function<void()> fn) override;
 
   private:
     long long start_;

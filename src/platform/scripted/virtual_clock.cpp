@@ -81,7 +81,44 @@ void VirtualClock::runPosted() {
     }
 }
 
+void VirtualClock::waitThen(int ms, std::function<void()> fn) {
+    std::lock_guard lock(postedMutex);
+    waits_.push_back({now_ + std::max(0, ms), std::move(fn)});
+}
+
+long long VirtualClock::nextWaitDue() const {
+    long long best = -1;
+    for (const Wait& w : waits_)
+        if (best < 0 || w.due < best) best = w.due;
+    return best;
+}
+
+void VirtualClock::runWaitsDueBy(long long ms) {
+    for (;;) {
+        std::function<void()> fn;
+        {
+            std::lock_guard lock(postedMutex);
+            auto it = std::min_element(waits_.begin(), waits_.end(),
+                                       [](const Wait& a, const Wait& b) { return a.due < b.due; });
+            if (it == waits_.end() || it->due > ms) return;
+            fn = std::move(it->fn);
+            waits_.erase(it);
+        }
+        if (fn) fn();
+    }
+}
+
 void VirtualClock::moveEngineTo(long long ms) {
+    // Engine threads held by waitThen go on at their time, also while the UI thread sleeps.
+    for (long long due = nextWaitDue(); due >= 0 && due <= ms; due = nextWaitDue()) {
+        moveEngineFramesTo(due);
+        runWaitsDueBy(due);
+    }
+    moveEngineFramesTo(ms);
+}
+
+void VirtualClock::moveEngineFramesTo(long long ms) {
+    if (ms < now_) return;
     now_ = ms;
     // 44.1 frames per millisecond, counted from zero so that no rounding accumulates.
     const unsigned long long target = static_cast<unsigned long long>(ms) * 441 / 10;

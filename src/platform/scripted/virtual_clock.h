@@ -22,6 +22,7 @@ class VirtualClock final : public Clock {
     void doEvents() override;
     std::unique_ptr<Timer> makeTimer(int intervalMs, bool enabled) override;
     void post(std::function<void()> fn) override;
+    void waitThen(int ms, std::function<void()> fn) override;
 
     // Moves time on by `ms`, firing timers as they fall due.
     void advance(long long ms);
@@ -33,13 +34,21 @@ class VirtualClock final : public Clock {
   private:
     friend class VirtualTimer;
     void moveEngineTo(long long ms);
+    void moveEngineFramesTo(long long ms);
     void runPosted();
+    void runWaitsDueBy(long long ms);
+    long long nextWaitDue() const;
     VirtualTimer* nextDue(long long limit);
 
     long long now_ = 0;
     unsigned long long engineFrames_ = 0;
     std::vector<VirtualTimer*> timers_;
     std::deque<std::function<void()>> posted_;
+    struct Wait {
+        long long due;
+        std::function<void()> fn;
+    };
+    std::vector<Wait> waits_;
     std::size_t ticks_ = 0;
     int depth_ = 0;
 };
