@@ -59,8 +59,48 @@ constexpr DWORD BASS_INPUT_TYPE_LINE = 0x02000000;
 constexpr DWORD BASS_INPUT_TYPE_MIC = 0x03000000;
 constexpr DWORD BASS_INPUT_TYPE_WAVE = 0x08000000;
 
+// Mixers and tempo streams.
+constexpr DWORD BASS_MIXER_END = 0x10000;
+constexpr DWORD BASS_MIXER_NONSTOP = 0x20000;
+constexpr DWORD BASS_FX_FREESOURCE = 0x10000;
+
+// Channel states (BASS_ChannelIsActive).
+constexpr DWORD BASS_ACTIVE_STOPPED = 0;
+constexpr DWORD BASS_ACTIVE_PLAYING = 1;
+constexpr DWORD BASS_ACTIVE_PAUSED = 3;
+
+// Position modes.
+constexpr DWORD BASS_POS_BYTE = 0;
+constexpr DWORD BASS_POS_MIDI_TICK = 2;
+
+// Attributes.
+constexpr DWORD BASS_ATTRIB_VOL = 2;
+constexpr DWORD BASS_ATTRIB_TEMPO = 0x10000;
+constexpr DWORD BASS_ATTRIB_TEMPO_PITCH = 0x10001;
+
+// BASS_ChannelGetData length flags.
+constexpr DWORD BASS_DATA_FFT2048 = 0x80000003;
+constexpr DWORD BASS_DATA_FLOAT = 0x40000000;
+
+// Sync types and flags.
+constexpr DWORD BASS_SYNC_END = 2;
+constexpr DWORD BASS_SYNC_SETPOS = 11;
+constexpr DWORD BASS_SYNC_MIDI_LYRIC = 0x10002;
+constexpr DWORD BASS_SYNC_MIDI_TEXT = 0x10003;
+constexpr DWORD BASS_SYNC_MIDI_EVENT = 0x10004;
+constexpr DWORD BASS_SYNC_ONETIME = 0x80000000;
+constexpr DWORD BASS_SYNC_MIXTIME = 0x40000000;
+
 // Channel types reported by BASS_ChannelGetInfo.
 constexpr DWORD BASS_CTYPE_STREAM = 0x10000;
+constexpr DWORD BASS_CTYPE_STREAM_OGG = 0x10002;
+constexpr DWORD BASS_CTYPE_STREAM_MP3 = 0x10005;
+constexpr DWORD BASS_CTYPE_STREAM_MIXER = 0x10800;
+constexpr DWORD BASS_CTYPE_STREAM_FLAC = 0x10900;
+constexpr DWORD BASS_CTYPE_STREAM_TEMPO = 0x1f200;
+constexpr DWORD BASS_CTYPE_STREAM_WAV_PCM = 0x50001;
+constexpr DWORD BASS_CTYPE_STREAM_WAV_FLOAT = 0x50003;
+constexpr DWORD BASS_CTYPE_STREAM_MIDI = 0x10d00;
 constexpr DWORD BASS_CTYPE_RECORD = 0x10002;
 
 struct BASS_CHANNELINFO {
@@ -81,6 +121,19 @@ struct BASS_MIDI_FONT {
     int bank;
 };
 
+// MIDI events (BASS_MIDI_StreamEvent) and marks (BASS_MIDI_StreamGetMark).
+constexpr DWORD MIDI_EVENT_VOLUME = 12;
+constexpr DWORD MIDI_EVENT_TEMPO = 62;
+constexpr DWORD MIDI_EVENT_TRANSPOSE = 0x10001;
+constexpr DWORD BASS_MIDI_MARK_LYRIC = 2;
+constexpr DWORD BASS_MIDI_MARK_TEXT = 3;
+
+struct BASS_MIDI_MARK {
+    DWORD track;      // the track chunk the event is in, from 0
+    DWORD pos;        // byte position of the event
+    const char* text; // the event's bytes, zero-terminated; valid while the stream lives
+};
+
 struct BASS_MIDI_FONTINFO {
     const char* name;
     const char* copyright;
@@ -93,6 +146,7 @@ struct BASS_MIDI_FONTINFO {
 
 using RECORDPROC = BOOL(HRECORD handle, const void* buffer, DWORD length, void* user);
 using STREAMPROC = DWORD(HSTREAM handle, void* buffer, DWORD length, void* user);
+using SYNCPROC = void(HSYNC handle, DWORD channel, DWORD data, void* user);
 
 // Library and device.
 DWORD BASS_GetVersion();
@@ -114,8 +168,34 @@ BOOL BASS_RecordSetInput(int input, DWORD flags, float volume);
 
 // Streams.
 HSTREAM BASS_StreamCreate(DWORD freq, DWORD chans, DWORD flags, STREAMPROC* proc, void* user);
+// WAV, MP3, FLAC, Ogg; `file` is a path (wide with BASS_UNICODE) or, with `mem`, the file's bytes.
+HSTREAM BASS_StreamCreateFile(BOOL mem, const void* file, QWORD offset, QWORD length, DWORD flags);
 BOOL BASS_StreamFree(HSTREAM handle);
+// Tracker modules are not supported: always fails with BASS_ERROR_FILEFORM.
+HMUSIC BASS_MusicLoad(BOOL mem, const void* file, QWORD offset, QWORD length, DWORD flags, DWORD freq);
+BOOL BASS_MusicFree(HMUSIC handle);
+HSTREAM BASS_FX_TempoCreate(DWORD chan, DWORD flags);
+float BASS_FX_TempoGetRateRatio(DWORD chan);
+HSTREAM BASS_Mixer_StreamCreate(DWORD freq, DWORD chans, DWORD flags);
+BOOL BASS_Mixer_StreamAddChannel(HSTREAM handle, DWORD channel, DWORD flags);
+
+// Channels.
 BOOL BASS_ChannelGetInfo(DWORD handle, BASS_CHANNELINFO* info);
+BOOL BASS_ChannelPlay(DWORD handle, BOOL restart);
+BOOL BASS_ChannelPause(DWORD handle);
+BOOL BASS_ChannelStop(DWORD handle);
+DWORD BASS_ChannelIsActive(DWORD handle);
+QWORD BASS_ChannelGetLength(DWORD handle, DWORD mode);
+QWORD BASS_ChannelGetPosition(DWORD handle, DWORD mode);
+BOOL BASS_ChannelSetPosition(DWORD handle, QWORD pos, DWORD mode);
+double BASS_ChannelBytes2Seconds(DWORD handle, QWORD pos);
+QWORD BASS_ChannelSeconds2Bytes(DWORD handle, double pos);
+BOOL BASS_ChannelSetAttribute(DWORD handle, DWORD attrib, float value);
+BOOL BASS_ChannelGetAttribute(DWORD handle, DWORD attrib, float* value);
+DWORD BASS_ChannelGetLevel(DWORD handle);
+DWORD BASS_ChannelGetData(DWORD handle, void* buffer, DWORD length);
+HSYNC BASS_ChannelSetSync(DWORD handle, DWORD type, QWORD param, SYNCPROC* proc, void* user);
+BOOL BASS_ChannelRemoveSync(DWORD handle, HSYNC sync);
 
 // Soundfonts.
 HSOUNDFONT BASS_MIDI_FontInit(const void* file, DWORD flags);
@@ -124,3 +204,11 @@ BOOL BASS_MIDI_FontSetVolume(HSOUNDFONT handle, float volume);
 float BASS_MIDI_FontGetVolume(HSOUNDFONT handle);
 BOOL BASS_MIDI_FontGetInfo(HSOUNDFONT handle, BASS_MIDI_FONTINFO* info);
 BOOL BASS_MIDI_StreamSetFonts(HSTREAM handle, const BASS_MIDI_FONT* fonts, DWORD count);
+
+// MIDI streams. `file` is a path (wide with BASS_UNICODE) or, with `mem`, the file's bytes; `freq` 0
+// means 44100. Index -1 to BASS_MIDI_StreamGetMark returns the count of marks of that type.
+HSTREAM BASS_MIDI_StreamCreateFile(BOOL mem, const void* file, QWORD offset, QWORD length, DWORD flags,
+                                   DWORD freq);
+BOOL BASS_MIDI_StreamGetMark(HSTREAM handle, DWORD type, DWORD index, BASS_MIDI_MARK* mark);
+BOOL BASS_MIDI_StreamEvent(HSTREAM handle, DWORD chan, DWORD event, DWORD param);
+DWORD BASS_MIDI_StreamGetEvent(HSTREAM handle, DWORD chan, DWORD event);

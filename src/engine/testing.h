@@ -22,8 +22,14 @@ bool virtualDeviceInUse();
 // The inputs the virtual capture device offers; by default one microphone, switched on.
 void setVirtualInputs(std::vector<VirtualInput> inputs);
 
-// Renders `frames` frames of the mix on the virtual device and runs what falls due meanwhile.
+// Renders `frames` frames of the mix on the virtual device and runs what falls due meanwhile: in
+// blocks of 512 frames, the decoding ahead of every playing channel (with its mix-time syncs), the
+// block's mix, then the delayed syncs whose audio has been heard, in order. advance(0) runs only
+// the update and the due syncs (those of channels read with BASS_ChannelGetData are due at once).
 void advance(unsigned frames);
+
+// Runs the delayed syncs that are due now, and nothing else.
+void runSyncs();
 
 // What the virtual device has played since the last clearHeard(), interleaved stereo float.
 const std::vector<float>& heard();

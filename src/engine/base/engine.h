@@ -5,10 +5,13 @@
 #include "base/channel.h"
 #include "base/handles.h"
 #include "device/output_backend.h"
+#include "playback/playback.h"
 
 #include <atomic>
+#include <condition_variable>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace engine {
@@ -51,19 +54,46 @@ class Engine {
     std::mutex defaultFontsMutex;
     std::vector<BASS_MIDI_FONT> defaultFonts;
 
-    // The device callback's entry: mixes what is ready into `out`.
+    // The channels the device callback mixes.
+    PlayList playList;
+
+    // The device callback's entry: mixes what is ready into `out`. No lock, no allocation.
     static void renderThunk(void* ctx, float* out, unsigned frames);
     void render(float* out, unsigned frames);
 
+    // Decodes ahead for every playing channel (the update thread's work; testing::advance runs it
+    // on the virtual device).
+    void update();
+    // Starts the update and sync threads for a real-time output; stops them.
+    void startThreads();
+    void stopThreads();
+    // Asks the update thread to fill at once (a channel started or moved).
+    void wakeUpdate();
+    // The ring a playing channel keeps filled: about 100 ms.
+    unsigned bufferTarget() const { return rate / 10 < 1024 ? 1024 : rate / 10; }
+
+    // Frees one channel (BASS_StreamFree); false for a stale handle.
+    bool freeChannel(DWORD handle);
     // Frees every channel (BASS_Free).
     void freeAllChannels();
 
     unsigned latencyFrames();
-    // The frame of the device clock that is being heard now.
-    unsigned long long heardFrame();
+    // The frame of the device clock that is being heard now; on a real-time device it moves on
+    // smoothly between two device callbacks.
+    double heardFrame();
+    bool realtime = false;
 
   private:
     Engine() = default;
+    void updateMain();
+
+    std::atomic<long long> lastRenderNs_{0};
+    std::atomic<unsigned> lastBlock_{0};
+    std::mutex updateMutex_;
+    std::condition_variable updateWake_;
+    bool updateRunning_ = false;
+    bool updateRequested_ = false;
+    std::thread updateThread_;
 };
 
 // Guesses an input's type from its name: microphone, line-in, or the monitor of an output.

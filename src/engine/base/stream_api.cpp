@@ -2,6 +2,7 @@
 #include "api.h"
 #include "base/engine.h"
 #include "base/errors.h"
+#include "stream/file_stream.h"
 
 namespace {
 
@@ -33,7 +34,7 @@ HSTREAM BASS_StreamCreate(DWORD freq, DWORD chans, DWORD flags, STREAMPROC* proc
 }
 
 BOOL BASS_StreamFree(HSTREAM handle) {
-    if (!Engine::instance().channels.remove(handle)) return fail(BASS_ERROR_HANDLE);
+    if (!Engine::instance().freeChannel(handle)) return fail(BASS_ERROR_HANDLE);
     return ok(1);
 }
 
@@ -47,5 +48,9 @@ BOOL BASS_ChannelGetInfo(DWORD handle, BASS_CHANNELINFO* info) {
     info->flags = channel->flags;
     info->ctype = channel->ctype;
     info->origres = (channel->flags & BASS_SAMPLE_FLOAT) ? 32 : 16;
+    if (auto file = std::dynamic_pointer_cast<FileStream>(channel)) {
+        info->origres = file->bitsPerSample;
+        info->filename = file->path.empty() ? nullptr : file->path.c_str();
+    }
     return ok(1);
 }

@@ -68,12 +68,17 @@ BOOL BASS_Init(int device, DWORD freq, DWORD flags, void* win, void* clsid) {
 
     e.rate = rate;
     e.device = device;
+    e.masterVolume = 1.0f;
     e.framesRendered = 0;
+    e.realtime = out->realtime();
     e.outputLatency = out->latencyFrames();
     if (!out->start(rate, &Engine::renderThunk, &e)) return fail(BASS_ERROR_START);
     e.outputLatency = out->latencyFrames();
     e.output = std::move(out);
     e.initialised = true;
+    // Decoding ahead and delayed syncs run on engine threads, except on the virtual device where
+    // testing::advance does their work.
+    if (e.realtime) e.startThreads();
     return ok(1);
 }
 
@@ -87,6 +92,7 @@ BOOL BASS_Free() {
         e.initialised = false;
     }
     // Stopped outside the lock: the device thread may be inside the engine right now.
+    e.stopThreads();
     if (out) out->stop();
     e.freeAllChannels();
     return ok(1);

@@ -1,7 +1,9 @@
 #include "device/virtual_output.h"
 
 #include "base/engine.h"
+#include "sync/syncs.h"
 
+#include <algorithm>
 #include <mutex>
 
 namespace engine {
@@ -77,13 +79,27 @@ void setVirtualInputs(std::vector<VirtualInput> inputs) {
 
 void advance(unsigned frames) {
     Engine& e = Engine::instance();
-    VirtualOutput* out = nullptr;
-    {
-        std::lock_guard lock(e.deviceMutex);
-        out = dynamic_cast<VirtualOutput*>(e.output.get());
-    }
-    // The virtual device lives and dies on the test's thread, so it cannot go away meanwhile.
-    if (out) out->advance(frames, state().keep ? &state().heard : nullptr);
+    // In blocks, as a sound card would ask: decode ahead (mix-time syncs run here), render, then
+    // the delayed syncs whose audio has now been heard, in order.
+    constexpr unsigned kBlock = 512;
+    do {
+        VirtualOutput* out = nullptr;
+        {
+            std::lock_guard lock(e.deviceMutex);
+            out = dynamic_cast<VirtualOutput*>(e.output.get());
+        }
+        // The virtual device lives and dies on the test's thread, so it cannot go away meanwhile.
+        if (!out) return;
+        const unsigned block = std::min(frames, kBlock);
+        e.update();
+        out->advance(block, state().keep ? &state().heard : nullptr);
+        Syncs::instance().runDue();
+        frames -= block;
+    } while (frames > 0);
+}
+
+void runSyncs() {
+    Syncs::instance().runDue();
 }
 
 const std::vector<float>& heard() {

@@ -4,9 +4,15 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
+#include <mutex>
 #include <string>
 
 namespace engine {
+
+namespace midi {
+class SharedFluidFont;
+}
 
 class SoundFont {
   public:
@@ -17,6 +23,15 @@ class SoundFont {
     std::uint32_t sampleBytes = 0;
     std::atomic<std::uint32_t> loadedBytes{0};
     std::atomic<float> volume{1.0f};
+
+    // The synthesizer's copy of the font, loaded by the first stream that renders with it and
+    // shared by every stream after (null when FluidSynth cannot read the file).
+    std::shared_ptr<midi::SharedFluidFont> samples();
+
+  private:
+    std::mutex samplesMutex_;
+    std::shared_ptr<midi::SharedFluidFont> samples_;
+    bool samplesTried_ = false;
 };
 
 // Reads the RIFF structure of an SF2 file. Returns false with a BASS error code in `error` when

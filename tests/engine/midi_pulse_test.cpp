@@ -1,0 +1,296 @@
+// A MIDI stream on a real output: a PulseAudio server of the test's own with a null sink, whose
+// monitor parec records while the engine plays on the default device.
+//
+// How the heard moment of a mark is found: the song has a loud, short note exactly at each lyric
+// mark and nothing else, so each mark's sound starts at a clear onset in the recording. parec
+// writes the monitor to a pipe that a thread reads as it arrives, noting the steady clock at each
+// read. Sample s of the recording was heard at t0 + s / rate; every read that ends at sample S
+// arrived at or after t0 + S / rate, so t0 is estimated as the least (arrival - S / rate) over all
+// reads. That estimate can only be late, by the monitor's smallest delivery delay (a few ms with
+// the small latency asked of parec), which makes the syncs look early by as much, never late. Each
+// delayed lyric sync notes the steady clock when it runs; its lateness is that time less the
+// heard moment of its note's onset.
+#include "engine/api.h"
+#include "engine/stream_fixtures.h"
+#include "engine/testing.h"
+#include "support/midi_writer.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <mutex>
+#include <optional>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+extern char** environ;
+
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+
+bool onPath(const std::string& name) {
+    const char* path = std::getenv("PATH");
+    std::string p = path ? path : "/usr/bin:/bin";
+    std::size_t start = 0;
+    while (start <= p.size()) {
+        const std::size_t end = p.find(':', start);
+        const std::string dir = p.substr(start, end == std::string::npos ? std::string::npos : end - start);
+        if (!dir.empty() && access((dir + "/" + name).c_str(), X_OK) == 0) return true;
+        if (end == std::string::npos) break;
+        start = end + 1;
+    }
+    return false;
+}
+
+// Starts a program with its standard output on `outFd` (or /dev/null when -1).
+pid_t spawn(const std::vector<std::string>& args, int outFd = -1) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    if (outFd >= 0)
+        posix_spawn_file_actions_adddup2(&actions, outFd, 1);
+    else
+        posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    std::vector<char*> argv;
+    for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+    argv.push_back(nullptr);
+    pid_t pid = -1;
+    if (posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ) != 0) pid = -1;
+    posix_spawn_file_actions_destroy(&actions);
+    return pid;
+}
+
+int run(const std::vector<std::string>& args) {
+    const pid_t pid = spawn(args);
+    if (pid < 0) return -1;
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+void stopProcess(pid_t pid) {
+    if (pid <= 0) return;
+    kill(pid, SIGTERM);
+    for (int i = 0; i < 50; ++i) {
+        int status = 0;
+        if (waitpid(pid, &status, WNOHANG) == pid) return;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    kill(pid, SIGKILL);
+    waitpid(pid, nullptr, 0);
+}
+
+// parec's output read from a pipe as it comes, with the time of each read.
+class Recorder {
+  public:
+    bool start(const std::string& source) {
+        int fds[2];
+        if (pipe2(fds, O_CLOEXEC) != 0) return false;
+        pid_ = spawn({"parec", "-d", source, "--raw", "--format=s16le", "--rate=44100", "--channels=2",
+                      "--latency-msec=2"},
+                     fds[1]);
+        close(fds[1]);
+        if (pid_ < 0) {
+            close(fds[0]);
+            return false;
+        }
+        fd_ = fds[0];
+        reader_ = std::thread([this] {
+            char buf[4096];
+            for (;;) {
+                const ssize_t n = read(fd_, buf, sizeof buf);
+                if (n <= 0) break;
+                const auto now = SteadyClock::now();
+                std::lock_guard lock(mutex_);
+                bytes_.append(buf, static_cast<std::size_t>(n));
+                reads_.push_back({bytes_.size(), now});
+            }
+        });
+        return true;
+    }
+    void stop() {
+        stopProcess(pid_);
+        pid_ = -1;
+        if (reader_.joinable()) reader_.join();
+        if (fd_ >= 0) close(fd_);
+        fd_ = -1;
+    }
+    ~Recorder() { stop(); }
+
+    // Left-channel samples, and the steady-clock time at which sample 0 was heard.
+    std::vector<float> left() const {
+        std::vector<float> out(bytes_.size() / 4);
+        for (std::size_t i = 0; i < out.size(); ++i) {
+            std::int16_t s;
+            std::memcpy(&s, bytes_.data() + i * 4, 2);
+            out[i] = s / 32768.0f;
+        }
+        return out;
+    }
+    SteadyClock::time_point startTime() const {
+        auto best = SteadyClock::time_point::max();
+        for (const Read& r : reads_) {
+            const auto at =
+                r.arrival - std::chrono::duration_cast<SteadyClock::duration>(
+                                std::chrono::duration<double>(static_cast<double>(r.end / 4) / 44100));
+            best = std::min(best, at);
+        }
+        return best;
+    }
+
+  private:
+    struct Read {
+        std::size_t end; // bytes received up to and with this read
+        SteadyClock::time_point arrival;
+    };
+    pid_t pid_ = -1;
+    int fd_ = -1;
+    std::thread reader_;
+    std::mutex mutex_;
+    std::string bytes_;
+    std::vector<Read> reads_;
+};
+
+struct LyricTimes {
+    static inline std::mutex lock;
+    static inline std::vector<std::pair<DWORD, SteadyClock::time_point>> seen;
+};
+
+void onLyric(HSYNC, DWORD, DWORD data, void*) {
+    const auto now = SteadyClock::now();
+    std::lock_guard lock(LyricTimes::lock);
+    LyricTimes::seen.push_back({data, now});
+}
+
+class RealDeviceMidi : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        if (!onPath("pulseaudio")) GTEST_SKIP() << "pulseaudio is not installed";
+        ASSERT_TRUE(onPath("parec") && onPath("pactl")) << "parec and pactl (pulseaudio-utils) are needed";
+        engine::testing::useVirtualDevice(false);
+        dir_ = fixtures::tempDir() / ("pulse_midi_" + std::to_string(getpid()));
+        std::filesystem::create_directories(dir_ / "pulse");
+        for (const char* name : {"HOME", "XDG_RUNTIME_DIR", "PULSE_RUNTIME_PATH", "PULSE_SERVER"}) {
+            const char* v = std::getenv(name);
+            saved_.emplace_back(name, v ? std::optional<std::string>(v) : std::nullopt);
+        }
+        setenv("HOME", dir_.c_str(), 1);
+        setenv("XDG_RUNTIME_DIR", dir_.c_str(), 1);
+        setenv("PULSE_RUNTIME_PATH", (dir_ / "pulse").c_str(), 1);
+        setenv("PULSE_SERVER", ("unix:" + (dir_ / "pulse" / "native").string()).c_str(), 1);
+        server_ = spawn({"pulseaudio", "--system=false", "-n", "--daemonize=no", "--exit-idle-time=-1",
+                         "--use-pid-file=no", "--load=module-null-sink sink_name=velvora_midi rate=44100",
+                         "--load=module-native-protocol-unix", "--log-target=stderr"});
+        ASSERT_GT(server_, 0);
+        bool up = false;
+        for (int i = 0; i < 100 && !up; ++i) {
+            up = run({"pactl", "info"}) == 0;
+            if (!up) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+        ASSERT_TRUE(up) << "the test's PulseAudio did not come up";
+        run({"pactl", "set-default-sink", "velvora_midi"});
+    }
+    void TearDown() override {
+        BASS_Free();
+        BASS_MIDI_StreamSetFonts(0, nullptr, 0);
+        if (font_) BASS_MIDI_FontFree(font_);
+        recorder_.stop();
+        stopProcess(server_);
+        for (auto& [name, value] : saved_) {
+            if (value)
+                setenv(name.c_str(), value->c_str(), 1);
+            else
+                unsetenv(name.c_str());
+        }
+        std::error_code ec;
+        std::filesystem::remove_all(dir_, ec);
+    }
+
+    std::filesystem::path dir_;
+    std::vector<std::pair<std::string, std::optional<std::string>>> saved_;
+    pid_t server_ = -1;
+    Recorder recorder_;
+    HSOUNDFONT font_ = 0;
+};
+
+TEST_F(RealDeviceMidi, PlaysAudiblyAndLyricSyncsFireWithin20msOfTheHeardMark) {
+    constexpr const char* kFontPath = "/usr/share/sounds/sf2/TimGM6mb.sf2";
+    ASSERT_TRUE(std::filesystem::exists(kFontPath)) << "the GM soundfont (timgm6mb-soundfont) is needed";
+    // Marks with a claves hit on each, at uneven distances and across a tempo change (ppq 480).
+    const std::vector<std::uint32_t> ticks = {240, 720, 1300, 1920, 2400, 2900, 3500, 4000};
+    miditest::Track conductor, words, drums;
+    conductor.tempo(0, 500000).tempo(1700, 400000).end(4000 - 1700 + 600);
+    std::uint32_t lastWord = 0, lastNote = 0;
+    for (std::size_t i = 0; i < ticks.size(); ++i) {
+        words.lyric(ticks[i] - lastWord, "w" + std::to_string(i));
+        lastWord = ticks[i];
+        drums.on(ticks[i] - lastNote, 9, 75, 127).off(30, 9, 75);
+        lastNote = ticks[i] + 30;
+    }
+    words.end(600);
+    drums.end(600);
+    const std::string path =
+        fixtures::writeBytes("pulse_marks.mid", miditest::smf(1, 480, {conductor, words, drums}));
+
+    ASSERT_TRUE(recorder_.start("velvora_midi.monitor"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    ASSERT_TRUE(BASS_Init(-1, 44100, 0, nullptr, nullptr));
+    ASSERT_NE(engine::testing::outputName(), "No sound");
+    font_ = BASS_MIDI_FontInit(kFontPath, 0);
+    ASSERT_NE(font_, 0u);
+    BASS_MIDI_FONT f{font_, -1, 0};
+    ASSERT_TRUE(BASS_MIDI_StreamSetFonts(0, &f, 1));
+    const HSTREAM h = BASS_MIDI_StreamCreateFile(false, path.c_str(), 0, 0, BASS_STREAM_AUTOFREE, 44100);
+    ASSERT_NE(h, 0u);
+    LyricTimes::seen.clear();
+    ASSERT_NE(BASS_ChannelSetSync(h, BASS_SYNC_MIDI_LYRIC, 0, onLyric, nullptr), 0u);
+    ASSERT_TRUE(BASS_ChannelPlay(h, false));
+    const auto deadline = SteadyClock::now() + std::chrono::seconds(10);
+    while (BASS_ChannelIsActive(h) && SteadyClock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(BASS_ChannelIsActive(h), 0u) << "the song did not end in time";
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    BASS_Free();
+    recorder_.stop();
+
+    const std::vector<float> rec = recorder_.left();
+    const SteadyClock::time_point t0 = recorder_.startTime();
+    ASSERT_GT(rec.size(), 44100u * 3) << "recorded less than was played";
+    float peak = 0;
+    double energy = 0;
+    for (float s : rec) {
+        peak = std::max(peak, std::abs(s));
+        energy += double(s) * s;
+    }
+    ASSERT_GT(peak, 0.05f) << "the sink heard silence";
+    EXPECT_GT(std::sqrt(energy / rec.size()), 1e-3);
+
+    // Onsets: the first sample above a tenth of the peak at least 300 ms after the last onset.
+    std::vector<std::size_t> onsets;
+    for (std::size_t i = 0; i < rec.size(); ++i)
+        if (std::abs(rec[i]) > 0.1f * peak && (onsets.empty() || i > onsets.back() + 44100 * 3 / 10))
+            onsets.push_back(i);
+    ASSERT_EQ(onsets.size(), ticks.size()) << "one note per mark";
+    std::lock_guard lock(LyricTimes::lock);
+    ASSERT_EQ(LyricTimes::seen.size(), ticks.size());
+    for (std::size_t i = 0; i < ticks.size(); ++i) {
+        EXPECT_EQ(LyricTimes::seen[i].first, i);
+        const auto heard = t0 + std::chrono::duration_cast<SteadyClock::duration>(
+                                    std::chrono::duration<double>(static_cast<double>(onsets[i]) / 44100));
+        const double lateMs =
+            std::chrono::duration<double, std::milli>(LyricTimes::seen[i].second - heard).count();
+        EXPECT_LE(std::abs(lateMs), 20.0) << "mark " << i << " sync " << lateMs << " ms after it was heard";
+        std::printf("mark %zu: sync %+.1f ms from the heard moment\n", i, lateMs);
+    }
+}
+
+} // namespace
