@@ -32,6 +32,41 @@ struct Hooks {
     std::function<void()> unloadOtherWindows;
     std::function<void()> releaseCaptureBuffer;
     std::function<void(int band)> SldEq_Change;
+
+    // Song opening and playback reach these routines of other subsystems.
+    std::function<void()> GetKaraoke;
+    std::function<void()> NVKTagClear;
+    std::function<void()> ClearNVK;
+    std::function<void()> NVKTag;
+    std::function<void()> NVKLEGGO_FILE;
+    std::function<void()> Decrypt;
+    std::function<void()> Chargement_Paroles;
+    std::function<void()> Show_Lyrics;
+    std::function<void()> Load_File_Tags;
+    std::function<void()> SyltContr;
+    std::function<void()> Mp3Sylt;
+    std::function<void()> SyltContrM;
+    std::function<void()> Mp3SyltM;
+    std::function<void()> ModMulti;
+    std::function<void()> ModAudio;
+    std::function<void()> DefAudio;
+    std::function<void()> modMidi;
+    std::function<void()> Encode_Wave;
+    std::function<void()> Encode_Stop;
+    std::function<void()> StopCapture;
+    std::function<void()> WriteCapture;
+    std::function<void()> Annulla_Rec;
+    std::function<void()> Mp3Enc;
+    std::function<void()> AudioMixer;
+    std::function<void()> showExplorer;
+    std::function<void()> hideExplorer;
+    // The beat measure of an audio song at its start.
+    std::function<void()> GetBPM;
+    // Handlers of controls that other subsystems own, run as if the control had changed.
+    std::function<void()> Chkrem_Click;
+    std::function<void(int index)> Sldphaser_Change;
+    std::function<void(int index)> vcompr_Change;
+    std::function<int(int index)> Slider3_Change;
 };
 
 inline void call(const std::function<void()>& f) {

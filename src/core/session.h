@@ -106,7 +106,8 @@ struct Session {
     // Song in hand and its engine objects.
     std::string FileName;
     std::string packageFile;
-    DWORD chan = 0;
+    // Read by the end callback on an engine thread.
+    std::atomic<DWORD> chan{0};
     DWORD chan2 = 0;
     std::array<DWORD, 3> stems{};
     std::int16_t stemCount = 0;
@@ -115,7 +116,8 @@ struct Session {
 
     // Playback state; the atomics are written by engine callbacks.
     std::atomic<std::int32_t> miditempo{0};
-    float temposcale = 0.0f;
+    // Read by the tempo callback on an engine thread.
+    std::atomic<float> temposcale{0.0f};
     bool midiActive = false;
     bool levelsTouched = false;
     bool midiStreamStale = false;
@@ -153,6 +155,8 @@ struct Session {
     int cancelFlag = 0;
     // Blinks of the recording mark during a take.
     int recordBlink = 0;
+    // Passes of the song timer, for reading the soundfont's state every second pass.
+    int fontInfoCounter = 0;
 
     WordModel words;
     MidiScanState scan;

@@ -3,13 +3,19 @@
 #include "core/startup.h"
 #include "ui/wiring.h"
 
+#include "transport/transport.h"
+
+#include <QApplication>
 #include <QCloseEvent>
+#include <QKeyEvent>
+#include <QLineEdit>
 
 namespace velvora::ui {
 
 MainWindow::MainWindow(platform::Services& services)
     : controls_(std::make_unique<MainControls>(this)), app_(std::make_unique<App>(*controls_, services)) {
     wire(*app_);
+    qApp->installEventFilter(this);
 }
 
 MainWindow::~MainWindow() = default;
@@ -19,6 +25,20 @@ void MainWindow::closeEvent(QCloseEvent* event) {
         event->accept();
     else
         event->ignore();
+}
+
+bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() != QEvent::KeyPress) return QMainWindow::eventFilter(watched, event);
+    auto* widget = qobject_cast<QWidget*>(watched);
+    if (!widget || widget->window() != this) return QMainWindow::eventFilter(watched, event);
+    const auto* edit = qobject_cast<QLineEdit*>(QApplication::focusWidget());
+    if (edit && !edit->isReadOnly()) return QMainWindow::eventFilter(watched, event);
+    const auto* key = static_cast<QKeyEvent*>(event);
+    if (key->key() == Qt::Key_S && !key->isAutoRepeat()) {
+        transport::Form_KeyDown(*app_, 83);
+        return true;
+    }
+    return QMainWindow::eventFilter(watched, event);
 }
 
 } // namespace velvora::ui

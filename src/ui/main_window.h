@@ -18,6 +18,8 @@ class MainWindow final : public QMainWindow {
 
   protected:
     void closeEvent(QCloseEvent* event) override;
+    // The S key stops the song wherever the focus is, unless text is being typed.
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
     std::unique_ptr<MainControls> controls_;

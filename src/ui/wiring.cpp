@@ -1,9 +1,18 @@
 #include "ui/wiring.h"
 
 #include "core/startup.h"
+#include "karaoke/lrc_reader.h"
+#include "karaoke/lyric_timing.h"
 #include "karaoke/painter_setup.h"
+#include "karaoke/word_extraction.h"
 #include "metering/spectrum_palette.h"
 #include "settings/app_settings.h"
+#include "transport/level_controls.h"
+#include "transport/position_timers.h"
+#include "transport/song_open.h"
+#include "transport/transport.h"
+
+#include "ui/controls/clicklabel.h"
 
 #include <QAction>
 #include <QApplication>
@@ -19,10 +28,62 @@ void wireHooks(App& app) {
     h.lyricSurfaceInit = [&app] { karaoke::SetupLyricSurface(app); };
     h.painterFontStage = [&app] { karaoke::PainterFontStage(app, 1); };
     h.spectrumInit = [&app] { metering::InitSpectrum(app); };
+    h.GetKaraoke = [&app] { karaoke::GetKaraoke(app); };
+    h.Chargement_Paroles = [&app] {
+        bool ok = false;
+        karaoke::Chargement_Paroles(app, ok);
+    };
+    h.Show_Lyrics = [&app] { karaoke::Show_Lyrics(app, app.s.timing.lyricFileText); };
     h.unloadOtherWindows = [&app] {
         for (QWidget* w : QApplication::topLevelWidgets())
             if (w != app.ui.window && w->isVisible()) w->close();
     };
+}
+
+template <class Widget, class Signal>
+void on(Widget* w, Signal signal, App& app, void (*routine)(App&)) {
+    if (w) QObject::connect(w, signal, [&app, routine] { routine(app); });
+}
+
+void wireTransport(App& app) {
+    using namespace transport;
+    auto& ui = app.ui;
+    on(ui.CmdCarica, &QPushButton::clicked, app, &CmdCarica_Click);
+    on(ui.MnuOpenSong, &QAction::triggered, app, &MnuOpenSong_Click);
+    on(ui.Plmenu, &QAction::triggered, app, &Plmenu_Click);
+    on(ui.Cmd_play, &QPushButton::clicked, app, &Cmd_play_Click);
+    on(ui.CmdPlw, &QPushButton::clicked, app, &CmdPlw_Click);
+    on(ui.CmdPause, &QPushButton::clicked, app, &CmdPause_Click);
+    on(ui.Cmd_Stop, &QPushButton::clicked, app, &Cmd_Stop_Click);
+    on(ui.CmdStw, &QPushButton::clicked, app, &CmdStw_Click);
+    on(ui.cmdstop, &QPushButton::clicked, app, &cmdstop_Click);
+    on(ui.Sldposition, &QSlider::sliderPressed, app, &Sldposition_Press);
+    on(ui.Sldposition, &QSlider::sliderReleased, app, &Sldposition_Release);
+
+    on(ui.SldTempo, &QSlider::valueChanged, app, &SldTempo_Change);
+    on(ui.LblTempo, &ClickLabel::clicked, app, &LblTempo_Click);
+    on(ui.Vscroll1, &QSlider::valueChanged, app, &Vscroll1_Change);
+    on(ui.LblPitch, &ClickLabel::clicked, app, &LblPitch_Click);
+    on(ui.Sldvol, &QSlider::valueChanged, app, &Sldvol_Change);
+    on(ui.SldMidi, &QSlider::valueChanged, app, &SldMidi_Change);
+    on(ui.Lbltmp, &ClickLabel::clicked, app, &Lbltmp_Click);
+    on(ui.LblTone, &ClickLabel::clicked, app, &LblTone_Click);
+    on(ui.HscrollTempo, &QSlider::valueChanged, app, &HscrollTempo_Change);
+    on(ui.LblToneM, &ClickLabel::clicked, app, &LblToneM_Click);
+    on(ui.Hstempo, &QSlider::valueChanged, app, &Hstempo_Change);
+    on(ui.LbltKTM, &ClickLabel::clicked, app, &LbltKTM_Click);
+    on(ui.SldVolume, &QSlider::valueChanged, app, &SldVolume_Change);
+    on(ui.Slider1, &QSlider::valueChanged, app, &Slider1_Change);
+    for (int i = 0; i < 2; ++i)
+        QObject::connect(ui.SldMp3[static_cast<std::size_t>(i)], &QSlider::valueChanged,
+                         [&app, i] { SldMp3_Change(app, i); });
+    for (int i = 0; i < 16; ++i)
+        QObject::connect(ui.Slider2[static_cast<std::size_t>(i)], &QSlider::valueChanged,
+                         [&app, i] { Slider2_Change(app, i); });
+
+    app.tmr.TimTps->onTick = [&app] { TimTps_Timer(app); };
+    app.tmr.tmrMidiTest->onTick = [&app] { tmrMidiTest_Timer(app); };
+    app.tmr.tmrPlaybackPosition->onTick = [&app] { tmrPlaybackPosition_Timer(app); };
 }
 
 void wireMenus(App& app) {
@@ -39,6 +100,8 @@ void wireMenus(App& app) {
 void wire(App& app) {
     wireHooks(app);
     wireMenus(app);
+    wireTransport(app);
+    karaoke::wireLyricTimers(app);
 }
 
 } // namespace velvora::ui

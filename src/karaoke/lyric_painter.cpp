@@ -1,0 +1,267 @@
+#include "karaoke/lyric_painter.h"
+
+#include "ui/controls/lyricpicture.h"
+
+#include <QFontMetrics>
+#include <QFontMetricsF>
+#include <QPainter>
+#include <QString>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <new>
+
+namespace velvora::karaoke {
+
+namespace {
+
+constexpr int kMargin = 10;
+
+void preset(FontSpec& f, int height, int width, const char* face) {
+    f.Height = height;
+    f.Width = width;
+    f.FaceName = face;
+    f.Escapement = 0;
+    f.Orientation = 0;
+    f.Weight = 700;
+    f.Italic = 0;
+    f.Underline = 0;
+    f.StrikeOut = 0;
+    f.CharSet = 1;
+    f.OutPrecision = 0;
+    f.ClipPrecision = 0;
+    f.Quality = 0;
+    f.PitchAndFamily = 0;
+}
+
+// Colours are kept blue-green-red: 255 is red.
+QColor fromBgr(std::uint32_t c) {
+    return QColor(static_cast<int>(c & 0xFF), static_cast<int>((c >> 8) & 0xFF),
+                  static_cast<int>((c >> 16) & 0xFF));
+}
+
+// Vertical positions of L0..L3 for a current line; the table covers lines 0 to 123, and a line
+// past it leaves every slot at the top.
+std::array<int, 4> slotTops(long long currentLine) {
+    if (currentLine < 0 || currentLine > 123) return {0, 0, 0, 0};
+    if (currentLine % 4 < 2) return {40, 70, 130, 160};
+    return {130, 160, 40, 70};
+}
+
+// Position (1-based) of `find` in `s` from `start`, as the classic search gives it.
+long long inStr(long long start, const std::u32string& s, const std::u32string& find) {
+    if (start < 1) start = 1;
+    if (static_cast<std::size_t>(start) > s.size() + 1) return 0;
+    const std::size_t hit = s.find(find, static_cast<std::size_t>(start - 1));
+    return hit == std::u32string::npos ? 0 : static_cast<long long>(hit) + 1;
+}
+
+QString toQ(const std::string& s) {
+    return QString::fromUtf8(s.data(), static_cast<qsizetype>(s.size()));
+}
+
+} // namespace
+
+void FontTahoma32x16(FontSpec& f) {
+    preset(f, 32, 16, "Tahoma");
+}
+void FontTahoma40x20(FontSpec& f) {
+    preset(f, 40, 20, "Tahoma");
+}
+void FontArial64x32(FontSpec& f) {
+    preset(f, 64, 32, "Arial");
+}
+void FontArial80x40(FontSpec& f) {
+    preset(f, 80, 40, "Arial");
+}
+void FontArial100x50b(FontSpec& f) {
+    preset(f, 100, 50, "Arial");
+}
+void FontArial100x50(FontSpec& f) {
+    preset(f, 100, 50, "Arial");
+}
+void FontArial140x80(FontSpec& f) {
+    preset(f, 140, 80, "Arial");
+}
+void FontArial140x70(FontSpec& f) {
+    preset(f, 140, 70, "Arial");
+}
+
+void FontForWidth(FontSpec& f, int selector, int width) {
+    if (selector == 0) {
+        preset(f, 26, 12, "Tahoma");
+        return;
+    }
+    struct Row {
+        int from, to, height, w;
+        const char* face;
+    };
+    static constexpr Row rows[] = {
+        {320, 359, 32, 16, "Tahoma"}, {360, 399, 34, 17, "Tahoma"},   {400, 339, 36, 18, "Tahoma"},
+        {440, 479, 38, 19, "Tahoma"}, {480, 519, 40, 20, "Tahoma"},   {520, 559, 47, 23, "Tahoma"},
+        {560, 599, 54, 26, "Tahoma"}, {600, 639, 60, 29, "Tahoma"},   {640, 679, 64, 32, "Arial"},
+        {680, 719, 68, 34, "Arial"},  {720, 759, 72, 36, "Arial"},    {760, 799, 76, 38, "Arial"},
+        {800, 855, 80, 40, "Arial"},  {856, 911, 85, 43, "Arial"},    {912, 967, 90, 45, "Arial"},
+        {968, 1023, 95, 48, "Arial"}, {1024, 1026, 100, 50, "Arial"},
+    };
+    for (const Row& r : rows) {
+        // The row for 400 has its range upside down and never matches.
+        if (width >= r.from && width <= r.to) {
+            preset(f, r.height, r.w, r.face);
+            return;
+        }
+    }
+}
+
+void FontForSizeClass(FontSpec& f, std::int32_t sizeClass, int width) {
+    switch (sizeClass) {
+    case 0:
+    case 1:
+    case 7:
+    case 8:
+        FontTahoma32x16(f);
+        break;
+    case 2:
+        FontTahoma40x20(f);
+        break;
+    case 3:
+        FontArial64x32(f);
+        break;
+    case 4:
+    case 9:
+        FontArial80x40(f);
+        break;
+    case 5:
+    case 10:
+        FontArial100x50b(f);
+        break;
+    case 11:
+        FontForWidth(f, 0, width);
+        break;
+    default:
+        break;
+    }
+}
+
+QFont lyricFont(const FontSpec& f, int width, QPaintDevice* device) {
+    const QString face = toQ(f.FaceName);
+    QFont font(face);
+    QStringList families;
+    if (!face.isEmpty()) families << face;
+    // Similar faces where the requested one is missing.
+    if (face.compare("Arial", Qt::CaseInsensitive) == 0) families << "Liberation Sans";
+    families << "DejaVu Sans";
+    font.setFamilies(families);
+    font.setStyleHint(QFont::SansSerif);
+    font.setPixelSize(std::max(1, std::abs(f.Height == 0 ? 16 : f.Height)));
+    font.setWeight(f.Weight > 0 ? static_cast<QFont::Weight>(std::clamp(f.Weight, 1, 1000)) : QFont::Normal);
+    font.setItalic(f.Italic != 0);
+    font.setUnderline(f.Underline != 0);
+    font.setStrikeOut(f.StrikeOut != 0);
+    if (width > 0) {
+        // The requested average character width, by a horizontal stretch of the face.
+        const double natural =
+            device ? QFontMetricsF(font, device).averageCharWidth() : QFontMetricsF(font).averageCharWidth();
+        if (natural > 0) {
+            const double stretch = std::round(100.0 * width / natural);
+            font.setStretch(static_cast<int>(std::clamp(stretch, 1.0, 4000.0)));
+        }
+    }
+    return font;
+}
+
+void TypeItX5Pic(App& app, const std::string& line, const std::string& word, std::int32_t column,
+                 const std::string& nextLine, ui::LyricPicture* picture) {
+    (void)line;
+    (void)nextLine;
+    if (!picture) return;
+    PainterState& p = app.s.painter;
+    const WordModel& m = app.s.words;
+    p.lyricLayoutMode = 2;
+    const long long c = p.currentLine;
+
+    auto lineAt = [&m](long long k) -> std::string {
+        if (k < 0 || k >= static_cast<long long>(m.lyricLines.size())) return {};
+        return m.lyricLines[static_cast<std::size_t>(k)];
+    };
+    bool endShown = false;
+    // A coming line: the line itself, the end text in the first slot past the last line, or empty.
+    auto comingAt = [&](long long k) -> std::string {
+        if (k <= m.lastLine) return lineAt(k);
+        if (endShown) return {};
+        endShown = true;
+        return kLyricEndText;
+    };
+
+    std::array<std::string, 4> slot;
+    const bool even = (c & 1) == 0;
+    if (even) {
+        slot[0] = lineAt(c);
+        slot[1] = comingAt(c + 1);
+        slot[2] = comingAt(c + 2);
+        slot[3] = comingAt(c + 3);
+    } else {
+        slot[0] = lineAt(c - 1);
+        slot[1] = lineAt(c);
+        slot[2] = comingAt(c + 1);
+        slot[3] = comingAt(c + 2);
+    }
+    const int currentSlot = even ? 0 : 1;
+
+    // The sung prefix: the word is looked for from its column taken as 1-based, one early.
+    const long long s = column == 0 ? 1 : column;
+    if (s == -1) return;
+    QString prefix;
+    const std::string& current = slot[static_cast<std::size_t>(currentSlot)];
+    if (!current.empty()) {
+        const std::u32string cur = toQ(current).toStdU32String();
+        const std::u32string w = toQ(word).toStdU32String();
+        const long long pos = inStr(s, cur, w);
+        const long long n = pos - 1 + static_cast<long long>(w.size());
+        if (n > 0) prefix = QString::fromStdU32String(cur.substr(0, static_cast<std::size_t>(n)));
+    }
+
+    try {
+        picture->cls();
+        QImage& img = picture->image();
+        const int scaleWidth = img.width();
+        const int right = p.paintRight > 0 ? p.paintRight : img.width();
+        const int bottom = p.paintBottom > 0 ? p.paintBottom : img.height();
+        const std::array<int, 4> tops = slotTops(c);
+        QPainter painter(&img);
+        for (int k = 0; k < 4; ++k) {
+            FontSpec& f = app.s.timing.fontSpec;
+            FontForSizeClass(f, p.lyricSizeClass, scaleWidth);
+            const QString text = toQ(slot[static_cast<std::size_t>(k)]);
+            int width = f.Width;
+            QFont font = lyricFont(f, width, &img);
+            // A line too long for the page is made narrower, never lower; at the narrowest width
+            // it is drawn as it is and cut at the edge.
+            while (width > 1 && QFontMetrics(font, &img).horizontalAdvance(text) > scaleWidth - kMargin) {
+                --width;
+                font = lyricFont(f, width, &img);
+            }
+            painter.setFont(font);
+            p.paintLeft = kMargin;
+            p.paintTop = tops[static_cast<std::size_t>(k)];
+            const QRect rect(p.paintLeft, p.paintTop, std::max(0, right - p.paintLeft),
+                             std::max(0, bottom - p.paintTop));
+            std::uint32_t colour = p.nextPairColour;
+            if (k == 0) colour = currentSlot == 0 ? p.lineColour : p.sungColour;
+            if (k == 1) colour = p.lineColour;
+            painter.setPen(fromBgr(colour));
+            painter.drawText(rect, Qt::AlignLeft | Qt::AlignTop, text);
+            if (k == currentSlot) {
+                painter.setPen(fromBgr(p.sungColour));
+                painter.drawText(rect, Qt::AlignLeft | Qt::AlignTop, prefix);
+            }
+        }
+        painter.end();
+        picture->refresh();
+    } catch (const std::bad_alloc&) {
+        app.sys.dialogs.msgBox("7\nOut of memory\nsub: TypeItX5", platform::vbOKOnly, "Velvora");
+    }
+}
+
+} // namespace velvora::karaoke

@@ -1,0 +1,158 @@
+#include "karaoke/word_extraction.h"
+
+#include "core/mod_bass.h"
+#include "core/vb_text.h"
+#include "karaoke/karaoke_header.h"
+#include "ui/controls/lyricpicture.h"
+
+#include <QString>
+
+#include <array>
+
+namespace velvora::karaoke {
+
+namespace {
+
+constexpr QWORD kNoPosition = static_cast<QWORD>(-1);
+
+// Characters, not bytes: the word model counts what the singer sees.
+int characters(const std::string& utf8) {
+    return static_cast<int>(QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size())).size());
+}
+
+std::string cutFirstCharacter(const std::string& utf8) {
+    const QString s = QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size()));
+    return s.mid(1).toStdString();
+}
+
+bool startsWithAny(const std::string& s, const char* chars) {
+    return !s.empty() && std::string_view(chars).find(s.front()) != std::string_view::npos;
+}
+
+void extendLines(WordModel& m, int line) {
+    if (line >= 0 && static_cast<std::size_t>(line) >= m.lyricLines.size())
+        m.lyricLines.resize(static_cast<std::size_t>(line) + 1);
+}
+
+} // namespace
+
+void PublishLyricLines(App& app) {
+    WordModel& m = app.s.words;
+    if (!m.lyricsPresent) return;
+    m.lastLine = static_cast<std::int16_t>(m.lyricLines.empty() ? 0 : m.lyricLines.size() - 1);
+    m.shownLines = m.lyricLines;
+}
+
+void ScanLyricMarks(App& app) {
+    Session& s = app.s;
+    WordModel& m = s.words;
+    const HSTREAM stream = modBass::MIDI_StreamCreateFile(s.FileName, BASS_STREAM_AUTOFREE, 0);
+    s.chan = stream;
+    if (!stream) {
+        m.lyricsPresent = false;
+        return;
+    }
+
+    std::array<QWORD, kTickTableSize> ticks{};
+    int column = 0;
+    int line = 0;
+    const std::size_t rounds = s.scan.midiBuffer.size();
+    for (std::size_t round = 0; round <= rounds; ++round) {
+        const int i = static_cast<int>(round);
+        bool newLine = false;
+        // Each round probes which kind of mark carries the words: lyrics when there are at least
+        // 6, else texts when there are at least 21. The probe fills the record, so an index past
+        // the last mark leaves the probed mark in it; its tick lies behind, which ends the scan.
+        BASS_MIDI_MARK mark{};
+        DWORD type = 0;
+        if (BASS_MIDI_StreamGetMark(stream, BASS_MIDI_MARK_LYRIC, 5, &mark))
+            type = BASS_MIDI_MARK_LYRIC;
+        else if (BASS_MIDI_StreamGetMark(stream, BASS_MIDI_MARK_TEXT, 20, &mark))
+            type = BASS_MIDI_MARK_TEXT;
+        if (type) BASS_MIDI_StreamGetMark(stream, type, static_cast<DWORD>(i), &mark);
+        std::string text = type && mark.text ? vb::UpperText(vb::decodeText(mark.text)) : std::string();
+
+        QWORD tick = 0;
+        if (type && BASS_ChannelSetPosition(stream, mark.pos, BASS_POS_BYTE)) {
+            const QWORD t = BASS_ChannelGetPosition(stream, BASS_POS_MIDI_TICK);
+            if (t != kNoPosition) tick = t;
+        }
+        if (i >= 25) {
+            if (i > kLastMarkIndex) break;
+            ticks[static_cast<std::size_t>(i)] = tick;
+            if (tick < ticks[static_cast<std::size_t>(i - 1)]) break;
+        }
+        if (text.empty()) {
+            m.lyricsPresent = false;
+            BASS_StreamFree(stream);
+            s.chan = 0;
+            return;
+        }
+
+        if (text.back() == '|') {
+            column = 0;
+            ++line;
+            newLine = true;
+            extendLines(m, line);
+        }
+        if (startsWithAny(text, "/\\<")) {
+            column = 0;
+            text = cutFirstCharacter(text);
+            ++line;
+            newLine = true;
+            extendLines(m, line);
+        } else if (text.front() == '@') {
+            text.clear();
+            if (i == 0) {
+                column = 0;
+                ++line;
+                extendLines(m, line);
+            }
+        } else if (i == 0) {
+            column = 0;
+            ++line;
+            newLine = true;
+            extendLines(m, line);
+        }
+
+        if (m.wordList.size() < round + 2) m.wordList.resize(round + 2);
+        WordRec& w = m.wordList[round + 1];
+        w.Text = text;
+        w.Length = static_cast<std::int16_t>(characters(text));
+        w.Column = column;
+        w.TimeMs = w.SpanMs = m.msPerTick * static_cast<double>(tick);
+        w.LineNo = static_cast<std::int16_t>(line);
+        extendLines(m, line);
+        if (newLine)
+            m.lyricLines[static_cast<std::size_t>(line)] = text;
+        else
+            m.lyricLines[static_cast<std::size_t>(line)] += text;
+        column += w.Length;
+    }
+
+    m.lyricsPresent = true;
+    WordRec& sentinel = m.wordList[0];
+    sentinel = WordRec{};
+    sentinel.Length = 42;
+    // The scanning stream is not the play stream; it goes, and the handle with it.
+    BASS_StreamFree(stream);
+    s.chan = 0;
+}
+
+void PrepareWordsForDisplay(App& app) {
+    ScanLyricMarks(app);
+    app.s.chan = 0;
+    if (app.s.words.lyricsPresent) {
+        PublishLyricLines(app);
+    } else {
+        app.tmr.Timer1->setEnabled(false);
+        app.ui.Picture3->cls();
+    }
+}
+
+void GetKaraoke(App& app) {
+    GetKaraokeHeader(app);
+    PrepareWordsForDisplay(app);
+}
+
+} // namespace velvora::karaoke

@@ -1,0 +1,162 @@
+#include "transport/audio_path.h"
+
+#include "core/controller.h"
+#include "core/controls.h"
+#include "core/files.h"
+#include "core/startup.h"
+#include "transport/level_controls.h"
+#include "transport/midi_path.h"
+#include "transport/song_open.h"
+#include "ui/controls/lyricpicture.h"
+
+namespace velvora::transport {
+
+namespace {
+
+void commonHead(App& app) {
+    auto& ui = app.ui;
+    call(app.hooks.NVKTagClear);
+    call(app.hooks.ClearNVK);
+    setShown(ui.LblMidi, false);
+    setShown(ui.CmdOn, false);
+    setShown(ui.CmdOff, false);
+    ui.Check1[3]->setChecked(false);
+    setEnabled(ui.Check1[3], false);
+    setEnabled(ui.Slider2[3], false);
+    setEnabled(ui.SldMidi, false);
+    for (QWidget* w : {static_cast<QWidget*>(ui.Vscroll1), static_cast<QWidget*>(ui.HscrollTempo),
+                       static_cast<QWidget*>(ui.LblToneM), static_cast<QWidget*>(ui.LblPitch),
+                       static_cast<QWidget*>(ui.Sldvol), static_cast<QWidget*>(ui.Cmd_play)})
+        setShown(w, false);
+    for (QWidget* w : {static_cast<QWidget*>(ui.SldMp3[0]), static_cast<QWidget*>(ui.SldMp3[1]),
+                       static_cast<QWidget*>(ui.LblTone), static_cast<QWidget*>(ui.SldVolume),
+                       static_cast<QWidget*>(ui.CmdStw), static_cast<QWidget*>(ui.CmdPlw)})
+        setShown(w, true);
+    setEnabled(ui.SldTempo, false);
+    ui.Picture3->cls();
+    setEnabled(ui.Chkrem, true);
+    setEnabled(ui.CmdStw, false);
+    setEnabled(ui.CmdRec, true);
+    setEnabled(ui.Cmd_play, false);
+    dismenu(app);
+}
+
+void packageBranch(App& app) {
+    Session& s = app.s;
+    auto& ui = app.ui;
+    setShown(ui.LblNVK, true);
+    setShown(ui.LblMp3, false);
+    setShown(ui.LblMidi, false);
+    setEnabled(ui.Chkrem, false);
+    ui.Picture3->cls();
+    app.tmr.tmrSYLTmp3->setEnabled(false);
+
+    // The lyric of the members left by the previous pass is looked for before they are deleted.
+    const std::string lyric = joinPath(app.appFolder, "TMPK/LIRICA.LRC");
+    if (EsisteFile(lyric)) {
+        app.s.timing.lyricFilePath = lyric;
+        call(app.hooks.Chargement_Paroles);
+        call(app.hooks.Show_Lyrics);
+        app.tmr.PlayTimer->setEnabled(true);
+    }
+    if (app.hooks.Sldphaser_Change) app.hooks.Sldphaser_Change(1);
+    setShown(ui.Chkphaser, true);
+    setShown(ui.ChkRev, true);
+    setShown(ui.LblComp, true);
+
+    // From here a failing step is passed over.
+    BASS_Free();
+    deleteFiles(joinPath(app.appFolder, "TMPK"), "*.*");
+    PerPausa(app);
+    if (app.sys.process.ended()) return;
+    call(app.hooks.Decrypt);
+    if (s.stemCount == 3) {
+        ui.Slider2[2]->setValue(127);
+        ui.Check1[2]->setChecked(true);
+        call(app.hooks.SyltContrM);
+        if (s.syltPending) {
+            call(app.hooks.Mp3SyltM);
+            app.tmr.Timer1->setEnabled(true);
+            app.tmr.tmrSYLTmp3->setEnabled(true);
+        }
+    }
+    setShown(ui.HscrollTempo, true);
+    setShown(ui.LblToneM, true);
+    for (QWidget* w : {static_cast<QWidget*>(ui.Vscroll1), static_cast<QWidget*>(ui.LblPitch),
+                       static_cast<QWidget*>(ui.SldMp3[1]), static_cast<QWidget*>(ui.LblTone),
+                       static_cast<QWidget*>(ui.SldVolume), static_cast<QWidget*>(ui.Sldvol)})
+        setShown(w, false);
+    app.tmr.tmrSpectrum->setEnabled(true);
+    LayoutPackage(app);
+
+    setEndSync(app);
+    const DWORD first = s.stems[0];
+    const double seconds = BASS_ChannelBytes2Seconds(first, BASS_ChannelGetLength(first, BASS_POS_BYTE));
+    s.songSeconds = seconds > 0 ? static_cast<std::int32_t>(seconds) : 0;
+    ui.Sldposition->setMaximum(s.songSeconds);
+    ui.Sldposition->setValue(0);
+    app.tmr.tmrMidiTest->setEnabled(true);
+    app.tmr.TimTps->setEnabled(true);
+    setCaption(ui.lblTime, minutesSeconds(s.songSeconds));
+
+    if (s.songFresh) {
+        // First pass: armed, not started.
+        s.songFresh = false;
+        setEnabled(ui.CmdPlw, true);
+        s.packageFile = s.FileName;
+        return;
+    }
+    s.songTitle = titleOf(s.FileName);
+    setCaption(ui.LabelSongLength, s.songTitle);
+    if (FileExists(resolveCaseInsensitive(app.appFolder, "SongCustom/" + GetFileName(s.FileName) + ".txt")))
+        call(app.hooks.ModMulti);
+    setEnabled(ui.CmdMidi, true);
+    if (ui.Chkequalizer->isChecked() && app.hooks.vcompr_Change) app.hooks.vcompr_Change(0);
+    SldVolume_Change(app);
+    for (int i = 0; i < 3; ++i) Slider2_Change(app, i);
+    s.lyricPos = 0;
+    call(app.hooks.NVKTag);
+    call(app.hooks.NVKLEGGO_FILE);
+    BASS_ChannelPlay(s.chan, 0);
+    setEnabled(ui.CmdStw, true);
+    setEnabled(ui.CmdPause, true);
+}
+
+void audioBranch(App& app) {
+    Session& s = app.s;
+    auto& ui = app.ui;
+    setShown(ui.LblNVK, false);
+    setShown(ui.LblMidi, false);
+    setShown(ui.LblMp3, true);
+    ui.Check1[3]->setChecked(false);
+    setEnabled(ui.wavp3, false);
+    setEnabled(ui.Slider2[3], false);
+    setEnabled(ui.SldMidi, false);
+    setEnabled(ui.Check1[3], false);
+    ui.TextR->setText("5");
+    ui.Picture3->cls();
+    BASS_StreamFree(s.chan);
+    s.songTitle = titleOf(s.FileName);
+    setCaption(ui.LabelSongLength, s.songTitle);
+    s.lyricPos = 0;
+    call(app.hooks.Load_File_Tags);
+    if (!s.hasTagLyrics) {
+        call(app.hooks.SyltContr);
+        if (s.syltPending) call(app.hooks.Mp3Sylt);
+    }
+    // Stop belongs to a playing song: the pass made by the open leaves it off, as the Ready
+    // state has it.
+    if (!s.songFresh) setEnabled(ui.CmdStw, true);
+}
+
+} // namespace
+
+void PlayAudio(App& app) {
+    commonHead(app);
+    if (isPackageSong(app.s.FileName))
+        packageBranch(app);
+    else
+        audioBranch(app);
+}
+
+} // namespace velvora::transport

@@ -1,0 +1,165 @@
+#include "transport/midi_path.h"
+
+#include "core/controller.h"
+#include "core/controls.h"
+#include "core/mod_bass.h"
+#include "core/startup.h"
+#include "transport/song_open.h"
+#include "ui/controls/lyricpicture.h"
+
+#include <cmath>
+
+namespace velvora::transport {
+
+namespace {
+
+// Engine callbacks. They touch only the single values they may: the tick of the last mark, the
+// file's tempo, the end flag; anything for the window is posted to the UI thread.
+void LyricSync(HSYNC, DWORD channel, DWORD, void* user) {
+    auto* app = static_cast<App*>(user);
+    app->s.lyricTick = static_cast<std::int32_t>(BASS_ChannelGetPosition(channel, BASS_POS_MIDI_TICK));
+}
+
+void TempoSync(HSYNC, DWORD, DWORD, void* user) {
+    SetTempo(*static_cast<App*>(user), true);
+}
+
+void EndSync(HSYNC, DWORD channel, DWORD, void* user) {
+    auto* app = static_cast<App*>(user);
+    app->sys.clock.post([app] {
+        app->s.lyrics.clear();
+        app->ui.Picture3->cls();
+    });
+    BASS_StreamFree(channel);
+    BASS_MusicFree(channel);
+    // The flag comes a second after the stream is gone.
+    app->sys.clock.waitThen(1000, [app] {
+        app->s.songEnded = true;
+        app->s.endMarker = 1;
+    });
+}
+
+} // namespace
+
+void SetTempo(App& app, bool reset) {
+    Session& s = app.s;
+    const DWORD chan = s.chan;
+    if (reset) s.miditempo = static_cast<std::int32_t>(BASS_MIDI_StreamGetEvent(chan, 0, MIDI_EVENT_TEMPO));
+    const double scaled = std::trunc(static_cast<double>(s.miditempo.load()) * s.temposcale.load());
+    BASS_MIDI_StreamEvent(chan, 0, MIDI_EVENT_TEMPO, static_cast<DWORD>(std::max(0.0, scaled)));
+}
+
+void setMidiSyncs(App& app) {
+    const DWORD chan = app.s.chan;
+    // The lyric and text syncs carry the user values 2 and 3; both store the tick.
+    BASS_ChannelSetSync(chan, BASS_SYNC_MIDI_LYRIC, 0, &LyricSync, &app);
+    BASS_ChannelSetSync(chan, BASS_SYNC_MIDI_TEXT, 0, &LyricSync, &app);
+    BASS_ChannelSetSync(chan, BASS_SYNC_END, 0, &EndSync, &app);
+    BASS_ChannelSetSync(chan, BASS_SYNC_MIDI_EVENT, MIDI_EVENT_TEMPO, &TempoSync, &app);
+}
+
+void setMixTimeTempoSyncs(App& app) {
+    const DWORD chan = app.s.chan;
+    BASS_ChannelSetSync(chan, BASS_SYNC_MIDI_EVENT | BASS_SYNC_MIXTIME, MIDI_EVENT_TEMPO, &TempoSync, &app);
+    BASS_ChannelSetSync(chan, BASS_SYNC_SETPOS | BASS_SYNC_MIXTIME, 0, &TempoSync, &app);
+}
+
+void setEndSync(App& app) {
+    BASS_ChannelSetSync(app.s.chan, BASS_SYNC_END, 0, &EndSync, &app);
+}
+
+void showMidiLength(App& app) {
+    Session& s = app.s;
+    const DWORD chan = s.chan;
+    const double seconds = BASS_ChannelBytes2Seconds(chan, BASS_ChannelGetLength(chan, BASS_POS_BYTE));
+    s.songSeconds = seconds > 0 ? static_cast<std::int32_t>(seconds) : 0;
+    const QWORD ticks = BASS_ChannelGetLength(chan, BASS_POS_MIDI_TICK);
+    const int bar = ticks == static_cast<QWORD>(-1) ? 0 : static_cast<int>(ticks / 120);
+    app.ui.Sldposition->setMaximum(bar);
+    app.ui.Sldposition->setValue(0);
+    app.ui.Picture3->cls();
+    setCaption(app.ui.lblTime, minutesSeconds(s.songSeconds));
+}
+
+void MidiRepeat(App& app) {
+    Session& s = app.s;
+    s.midiActive = true;
+    call(app.hooks.GetKaraoke);
+    s.chan = modBass::MIDI_StreamCreateFile(s.FileName, BASS_STREAM_AUTOFREE, 44100);
+    // The handle is not tested: a file that has gone away leaves the song silent until Stop.
+    showMidiLength(app);
+    s.lyrics.clear();
+    setMidiSyncs(app);
+}
+
+namespace {
+
+void resetTouchedLevels(App& app) {
+    auto& ui = app.ui;
+    app.s.levelsTouched = false;
+    ui.SldMp3[1]->setValue(0);
+    setCaption(ui.LblTone, "0");
+    ui.Chkrem->setChecked(false);
+    ui.Vscroll1->setValue(0);
+    setCaption(ui.LblPitch, "0");
+    ui.SldTempo->setValue(10);
+    setCaption(ui.LblTempo, "0%");
+}
+
+} // namespace
+
+void MidiEnd(App& app) {
+    Session& s = app.s;
+    auto& ui = app.ui;
+    if (s.recordArmed) return; // a take is ended by the user's Stop
+    s.songEnded = false;
+    // An ended song has nothing to pause: the Ready state has Pause off.
+    setEnabled(ui.CmdPause, false);
+    if (s.levelsTouched) {
+        resetTouchedLevels(app);
+        setEnabled(ui.CmdRec, true);
+        s.midiActive = false;
+    }
+    ui.Picture3->cls();
+    app.tmr.TimTps->setEnabled(false);
+    app.tmr.Timer1->setEnabled(false);
+    app.tmr.tmrSpectrum->setEnabled(false);
+    BASS_StreamFree(s.chan);
+    s.songFresh = false;
+    setEnabled(ui.MnuExit, true);
+    setEnabled(ui.MnuFile, true);
+    setEnabled(ui.MnuOpenSong, true);
+    setEnabled(ui.CmdCarica, true);
+    setEnabled(ui.Cmd_play, true);
+    setEnabled(ui.mnutil, true);
+    setEnabled(ui.cvmenu, true);
+    setEnabled(ui.wavp3, true);
+    setEnabled(ui.Cmd_Stop, false);
+    Clear(app);
+    setEnabled(ui.CmdRec, true);
+    s.midiActive = false;
+}
+
+void Mp3End(App& app) {
+    Session& s = app.s;
+    auto& ui = app.ui;
+    if (s.recordArmed) return;
+    setEnabled(ui.CmdStw, false);
+    setEnabled(ui.CmdPause, false);
+    setEnabled(ui.CmdRec, true);
+    app.tmr.Timer1->setEnabled(false);
+    Clear(app);
+    ui.Picture3->cls();
+    app.tmr.tmrSYLTmp3->setEnabled(false);
+    app.tmr.tmrSpectrum->setEnabled(false);
+    app.tmr.tmrPlaybackPosition->setEnabled(false);
+    BASS_StreamFree(s.chan);
+    setEnabled(ui.CmdPlw, true);
+    enamenu(app);
+    if (s.levelsTouched && s.midiActive) {
+        setShown(ui.Cmd_play, false);
+        s.levelsTouched = false;
+    }
+}
+
+} // namespace velvora::transport

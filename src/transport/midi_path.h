@@ -1,0 +1,26 @@
+// The MIDI song's play stream: its syncs and tempo, the rebuild for a second play, and the
+// routines that end a song.
+#pragma once
+
+#include "core/app.h"
+
+namespace velvora::transport {
+
+// Tempo of the file's event in force scaled by the user's factor; with `reset` the file's tempo
+// is read back from the stream first.
+void SetTempo(App& app, bool reset);
+// Sets the lyric, text, end and tempo syncs on the play stream.
+void setMidiSyncs(App& app);
+// Length of the stream in the position bar and the time label.
+void showMidiLength(App& app);
+// The mix-time tempo and position syncs that keep the user's tempo through the song's own
+// tempo changes and through seeks.
+void setMixTimeTempoSyncs(App& app);
+// Sets the end sync on `chan` (audio songs and packages).
+void setEndSync(App& app);
+
+void MidiRepeat(App& app);
+void MidiEnd(App& app);
+void Mp3End(App& app);
+
+} // namespace velvora::transport

@@ -1,0 +1,189 @@
+#include "transport/song_open.h"
+
+#include "core/controller.h"
+#include "core/controls.h"
+#include "core/files.h"
+#include "core/mod_bass.h"
+#include "core/startup.h"
+#include "core/vb_text.h"
+#include "transport/audio_path.h"
+#include "transport/midi_path.h"
+#include "ui/controls/lyricpicture.h"
+
+#include <filesystem>
+
+namespace velvora::transport {
+
+namespace {
+
+enum class Road { Load, Menu, Reopen };
+
+const char* const kLoadFilter = "Files (mid/midi/kar/mp3/NVK/wav)|*.mid;*.midi;*.kar;*.mp3;*.NVK;*.wav";
+const char* const kMenuFilter = "MIDI files (mid/midi/kar/mp3/wav)|*.mid;*.midi;*.kar;*.mp3;*.wav";
+
+void neutralControls(App& app, Road road) {
+    auto& ui = app.ui;
+    if (road == Road::Load) {
+        ui.SldMp3[0]->setValue(0);
+        setCaption(ui.LblTone, "0");
+        ui.SldMp3[1]->setValue(0);
+        setCaption(ui.Lbltmp, "0%");
+        ui.Chkrem->setChecked(false);
+        ui.Vscroll1->setValue(0);
+        setCaption(ui.LblPitch, "0");
+        ui.SldTempo->setValue(10);
+        setCaption(ui.LblTempo, "0%");
+        ui.Hstempo->setValue(0);
+        setCaption(ui.LbltKTM, "0%");
+        ui.HscrollTempo->setValue(0);
+        setCaption(ui.LblToneM, "0");
+        return;
+    }
+    ui.SldMp3[1]->setValue(0);
+    setCaption(ui.LblTone, "0");
+    ui.Chkrem->setChecked(false);
+    ui.Vscroll1->setValue(0);
+    setCaption(ui.LblPitch, "0");
+    ui.SldTempo->setValue(10);
+    setCaption(ui.LblTempo, "0%");
+}
+
+// The MIDI branch of an open: scan the file, build the play stream with its syncs.
+void openMidi(App& app, Road road) {
+    Session& s = app.s;
+    auto& ui = app.ui;
+    if (road == Road::Load) call(app.hooks.NVKTagClear);
+    if (road == Road::Load) setEnabled(ui.CmdMidi, false);
+    setEnabled(ui.CmdRec, true);
+    BASS_StreamFree(s.chan);
+    setEnabled(ui.Chkrem, false);
+    call(app.hooks.GetKaraoke);
+    s.chan = modBass::MIDI_StreamCreateFile(s.FileName, BASS_STREAM_AUTOFREE, 44100);
+    if (!s.chan) {
+        Error_(app, "Can't play the file");
+        return;
+    }
+    showMidiLength(app);
+    s.lyrics.clear();
+    setMidiSyncs(app);
+    setEnabled(ui.Cmd_play, true);
+    s.songTitle = titleOf(s.FileName);
+    setCaption(ui.LabelSongLength, s.songTitle);
+    for (ChannelInfo& c : s.channelStrip) c.first = 0;
+    ui.Slider2[3]->setValue(0);
+    setShown(ui.Cmd_play, true);
+    setEnabled(ui.Slider2[3], false);
+    setEnabled(ui.SldMidi, false);
+    ui.SldMidi->setValue(0);
+    if (road == Road::Load) {
+        LayoutMidi(app);
+        setShown(ui.Hstempo, false);
+        setShown(ui.SldTempo, true);
+        setEnabled(ui.SldTempo, true);
+    }
+    if (s.FileName.empty()) return;
+    s.midiLoaded = true;
+    setShown(ui.LblMidi, true);
+    setShown(ui.CmdOn, true);
+    setShown(ui.CmdOff, false);
+}
+
+void open(App& app, Road road) {
+    Session& s = app.s;
+    auto& ui = app.ui;
+    if (road == Road::Reopen && !s.recordArmed) {
+        call(app.hooks.showExplorer);
+        return;
+    }
+    if (road == Road::Load) setEnabled(ui.MnuOpenSong, false);
+    if (road != Road::Reopen) setEnabled(ui.CmdCarica, false);
+    if (road == Road::Load) setCaption(ui.LblPrenota, "");
+    if (road != Road::Menu) call(app.hooks.visionLoad);
+    if (road == Road::Load) s.levelsTouched = false;
+    s.songFresh = true;
+    ui.Picture3->cls();
+    neutralControls(app, road);
+    if (road == Road::Load) call(app.hooks.NVKTagClear);
+    Clear(app);
+    s.midiLoaded = false;
+    setEnabled(ui.CmdPlw, false);
+    setEnabled(ui.CmdStw, false);
+    setEnabled(ui.CmdRec, false);
+    setEnabled(ui.Chkrem, false);
+    s.recordArmed = false;
+    s.songEnded = false;
+    s.playStarted = false;
+    s.songStartedMark = false;
+    s.songFresh = true;
+    if (road != Road::Reopen) s.FileName.clear();
+    if (road == Road::Load) call(app.hooks.visionLoad);
+    setEnabled(ui.Cmd_play, false);
+
+    // From here a failing step is passed over and the next one runs.
+    call(app.hooks.KillTemp);
+    if (s.pauseUsed) {
+        s.pauseUsed = false;
+        BASS_Free();
+        PerPausa(app);
+        if (app.sys.process.ended()) return;
+    }
+    app.sys.process.setCurrentFolder(app.appFolder);
+    ui.Vscroll1->setValue(0);
+    if (road == Road::Load) s.packageFile.clear();
+
+    if (road != Road::Reopen) {
+        s.FileName.clear();
+        platform::FileDialogRequest request;
+        request.title = road == Road::Load ? "Load File" : "Load Midifile";
+        request.filter = road == Road::Load ? kLoadFilter : kMenuFilter;
+        request.flags = platform::ofnExplorer | platform::ofnFileMustExist | platform::ofnHideReadOnly;
+        request.initialFolder = s.dialogFolder;
+        const std::optional<std::string> chosen = app.sys.dialogs.openFile(request);
+        if (!chosen) {
+            setEnabled(ui.Cmd_play, false);
+            if (road == Road::Load) {
+                setEnabled(ui.BtnMix, false);
+                setEnabled(ui.CmdCarica, true);
+                setEnabled(ui.MnuOpenSong, true);
+            }
+            return;
+        }
+        s.dialogFolder = std::filesystem::path(*chosen).parent_path().string();
+        s.dialogFileName = *chosen;
+        ui.LyricsRef->clear();
+        s.hasTagLyrics = false;
+        s.FileName = *chosen;
+    }
+
+    if (!isMidiSong(s.FileName)) {
+        if (road != Road::Reopen) PlayAudio(app);
+        setEnabled(ui.CmdPlw, true);
+        if (road == Road::Load) s.midiStreamStale = true;
+        return;
+    }
+    openMidi(app, road);
+}
+
+} // namespace
+
+std::string minutesSeconds(long long seconds) {
+    if (seconds < 0) seconds = 0;
+    return std::to_string(seconds / 60) + ":" + vb::Format(static_cast<double>(seconds % 60), "00");
+}
+
+std::string titleOf(const std::string& fileName) {
+    const std::string name = GetFileName(fileName);
+    return name.size() > 4 ? name.substr(0, name.size() - 4) : std::string();
+}
+
+void CmdCarica_Click(App& app) {
+    open(app, Road::Load);
+}
+void MnuOpenSong_Click(App& app) {
+    open(app, Road::Menu);
+}
+void Plmenu_Click(App& app) {
+    open(app, Road::Reopen);
+}
+
+} // namespace velvora::transport

@@ -1,0 +1,401 @@
+#include "transport/transport.h"
+
+#include "core/controller.h"
+#include "core/controls.h"
+#include "core/files.h"
+#include "core/mod_bass.h"
+#include "core/startup.h"
+#include "core/vb_text.h"
+#include "transport/audio_path.h"
+#include "transport/level_controls.h"
+#include "transport/midi_path.h"
+#include "transport/song_open.h"
+#include "ui/controls/lyricpicture.h"
+
+#include <QApplication>
+#include <cmath>
+
+namespace velvora::transport {
+
+namespace {
+
+bool settingsFileExists(App& app, const std::string& name) {
+    return FileExists(resolveCaseInsensitive(app.appFolder, "SongCustom/" + name + ".txt"));
+}
+
+void resetTouchedLevels(App& app) {
+    auto& ui = app.ui;
+    app.s.levelsTouched = false;
+    ui.SldMp3[1]->setValue(0);
+    setCaption(ui.LblTone, "0");
+    ui.Chkrem->setChecked(false);
+    ui.Vscroll1->setValue(0);
+    setCaption(ui.LblPitch, "0");
+    ui.SldTempo->setValue(10);
+    setCaption(ui.LblTempo, "0%");
+    setEnabled(ui.CmdRec, true);
+}
+
+// The end of a take, after the song was stopped: both writers end, then the user chooses.
+void finishTake(App& app, bool midiDoor) {
+    Session& s = app.s;
+    auto& ui = app.ui;
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    setShown(ui.PicStart, false);
+    setShown(ui.Picture2, false);
+    app.tmr.Timer3->setEnabled(false);
+    if (midiDoor) setEnabled(ui.Cmd_play, false);
+    call(app.hooks.Encode_Stop);
+    BASS_StreamFree(s.chan);
+    call(app.hooks.StopCapture);
+    call(app.hooks.WriteCapture);
+    setShown(ui.Pbregg, true);
+    for (int value : {20, 40, 60, 100}) {
+        app.sys.clock.sleep(1000);
+        ui.Pbregg->setValue(value);
+    }
+    setShown(ui.Pbregg, false);
+    QApplication::restoreOverrideCursor();
+    s.answer = static_cast<std::int16_t>(app.sys.dialogs.msgBox(
+        "Crea NVK(SI)  Crea Wave(NO) ", platform::vbYesNoCancel | platform::vbInformation,
+        midiDoor ? "RECORDER" : "Recorder"));
+    if (s.answer == platform::vbCancel) {
+        call(app.hooks.Annulla_Rec);
+        return;
+    }
+    if (s.answer == platform::vbYes) {
+        s.recordArmed = false;
+        setEnabled(ui.BtnMix, true);
+        setShown(ui.LblTm[0], false);
+        setShown(ui.LblTm[1], false);
+        s.capture.recBuffer.clear();
+        s.capture.recLength = 0;
+        call(app.hooks.Mp3Enc);
+        if (midiDoor) app.sys.dialogs.msgBox("Done!", platform::vbQuestion, "Velvora");
+        return;
+    }
+    call(app.hooks.AudioMixer);
+    s.capture.recBuffer.clear();
+    s.capture.recLength = 0;
+    if (!midiDoor) {
+        setEnabled(ui.CmdPlw, false);
+        setShown(ui.LblTm[0], false);
+        setShown(ui.LblTm[1], false);
+        setEnabled(ui.CmdRec, false);
+        setEnabled(ui.cmdplaystop, false);
+    }
+}
+
+} // namespace
+
+void Cmd_play_Click(App& app) {
+    Session& s = app.s;
+    auto& ui = app.ui;
+    if (s.FileName.empty()) return;
+    if (!s.packageFile.empty() && s.packageFile != s.FileName) {
+        s.FileName = s.packageFile;
+        s.songTitle = titleOf(s.FileName);
+        setCaption(ui.LabelSongLength, s.songTitle);
+    }
+    setEnabled(ui.CmdPause, true);
+    setEnabled(ui.CmdCarica, false);
+    setEnabled(ui.Cmd_play, false);
+    setEnabled(ui.Chkrem, false);
+    dismenu(app);
+    setEnabled(ui.CmdOn, true);
+    setShown(ui.LblNVK, false);
+    setShown(ui.LblMp3, false);
+    setShown(ui.LblMidi, true);
+    setEnabled(ui.CmdRec, false);
+    dmenu(app);
+    setEnabled(ui.Check1[3], true);
+    setEnabled(ui.Slider2[3], true);
+    setEnabled(ui.SldMidi, true);
+    s.midiActive = true;
+    setShown(ui.Vscroll1, true);
+    setShown(ui.SldMp3[1], false);
+    setShown(ui.LblTone, false);
+    setShown(ui.HscrollTempo, false);
+    setShown(ui.LblToneM, false);
+    setShown(ui.LblPitch, true);
+    setShown(ui.SldVolume, false);
+    setShown(ui.Sldvol, true);
+    s.lyricTick = 0;
+    setShown(ui.CmdPlw, false);
+    app.tmr.Timer1->setEnabled(true);
+    call(app.hooks.NVKTagClear);
+    setShown(ui.CmdOff, true);
+    setEnabled(ui.CmdMidi, true);
+    if (shown(ui.CmdOn)) s.midiChannelVolume = 0;
+    if (!s.songFresh || s.midiStreamStale) {
+        s.midiStreamStale = false;
+        MidiRepeat(app);
+    }
+    setEnabled(ui.MnuExit, false);
+    app.tmr.TimTps->setEnabled(true);
+    s.lyricPos = 0;
+    s.customName = GetFileName(s.FileName);
+    if (settingsFileExists(app, s.customName)) call(app.hooks.modMidi);
+    if (!s.tempoPresetApplied) {
+        SetTempo(app, true);
+        setMixTimeTempoSyncs(app);
+    }
+    s.tempoPresetApplied = false;
+    app.tmr.TimTps->setEnabled(true);
+    s.lyricPos = 0;
+    app.tmr.tmrSpectrum->setEnabled(true);
+    if (s.recordArmed) {
+        call(app.hooks.Encode_Wave);
+        if (!s.recordArmed) {
+            app.tmr.tmrSpectrum->setEnabled(false);
+            app.tmr.tmrPlaybackPosition->setEnabled(false);
+            BASS_StreamFree(s.chan);
+            setEnabled(ui.Cmd_play, true);
+            enamenu(app);
+            return;
+        }
+    }
+    app.tmr.tmrMidiTest->setEnabled(true);
+    Sldvol_Change(app);
+    Vscroll1_Change(app);
+    SldTempo_Change(app);
+    if (shown(ui.CmdOn)) {
+        s.midiChannelVolume = 0;
+        s.midiChannel = 3;
+        setShown(ui.CmdOff, false);
+    }
+    BASS_ChannelPlay(s.chan, 0);
+    setEnabled(ui.CmdPause, true);
+    BASS_MIDI_FontSetVolume(s.font, 0.5f);
+    ui.TextR->setText("5");
+    setEnabled(ui.cmdstop, true);
+    setEnabled(ui.Cmd_play, false);
+    s.songStartedMark = true;
+    s.playStarted = true;
+    setEnabled(ui.Cmd_Stop, true);
+}
+
+void CmdPlw_Click(App& app) {
+    Session& s = app.s;
+    auto& ui = app.ui;
+    if (s.midiActive) {
+        app.sys.dialogs.msgBox("PREMI STOP", platform::vbQuestion, "Velvora");
+        return;
+    }
+    setEnabled(ui.Chkrem, true);
+    setEnabled(ui.CmdPlw, false);
+    setEnabled(ui.CmdCarica, false);
+    if (s.levelsTouched) {
+        setEnabled(ui.CmdPause, true);
+        ui.SldMp3[1]->setValue(0);
+        setShown(ui.SldMp3[1], true);
+        setShown(ui.LblTone, true);
+        setCaption(ui.LblTone, "0");
+        setShown(ui.Vscroll1, false);
+        ui.Vscroll1->setValue(0);
+        setShown(ui.LblPitch, false);
+        setCaption(ui.LblPitch, "0");
+        setShown(ui.Sldvol, false);
+        setShown(ui.SldVolume, true);
+        ui.Chkrem->setChecked(false);
+        ui.SldTempo->setValue(10);
+        setCaption(ui.LblTempo, "0%");
+        setEnabled(ui.CmdRec, true);
+    }
+    PlayAudio(app);
+    if (isPackageSong(s.FileName)) return; // PlayAudio has started it
+    if (s.syltPending) {
+        s.syltPending = false;
+        app.tmr.Timer1->setEnabled(true);
+        app.tmr.tmrSYLTmp3->setEnabled(true);
+    }
+    setEnabled(ui.CmdPlw, false);
+    setEnabled(ui.CmdStw, true);
+    setEnabled(ui.CmdRec, false);
+    LayoutAudio(app);
+    app.tmr.tmrPlaybackPosition->setEnabled(true);
+
+    BASS_SetConfig(BASS_CONFIG_FLOATDSP, 1);
+    const HSTREAM decoder = modBass::StreamCreateFile(s.FileName, BASS_STREAM_DECODE | s.floatFlag);
+    s.chan = BASS_FX_TempoCreate(decoder, BASS_FX_FREESOURCE | BASS_SAMPLE_LOOP);
+    setEndSync(app);
+    const double seconds = BASS_ChannelBytes2Seconds(s.chan, BASS_ChannelGetLength(s.chan, BASS_POS_BYTE));
+    s.songSeconds = seconds < 0 ? -1 : static_cast<std::int32_t>(seconds);
+    setCaption(ui.lblTime, minutesSeconds(s.songSeconds));
+    if (s.songSeconds < 0) {
+        app.sys.dialogs.msgBox("File non Valido, PREMI STOP", platform::vbOKOnly, "Velvora");
+        return;
+    }
+    setEnabled(ui.CmdMidi, true);
+    ui.Sldposition->setMaximum(s.songSeconds);
+    ui.Sldposition->setValue(0);
+    app.tmr.tmrMidiTest->setEnabled(true);
+    app.tmr.TimTps->setEnabled(true);
+    s.customName = GetFileName(s.FileName);
+    if (settingsFileExists(app, s.customName))
+        call(app.hooks.ModAudio);
+    else
+        call(app.hooks.DefAudio);
+    if (!s.chan) {
+        // A tracker module would be the last try; the path is the dialog's.
+        s.chan = modBass::MusicLoad(s.dialogFileName, s.floatFlag | 0x204, 0);
+        if (!s.chan) {
+            Error_(app, "Selected file couldn't be loaded!");
+            return;
+        }
+    }
+    SldVolume_Change(app);
+    if (s.recordArmed) {
+        call(app.hooks.Encode_Wave);
+        if (!s.recordArmed) {
+            app.tmr.tmrSYLTmp3->setEnabled(false);
+            app.tmr.tmrSpectrum->setEnabled(false);
+            app.tmr.tmrPlaybackPosition->setEnabled(false);
+            BASS_StreamFree(s.chan);
+            setEnabled(ui.CmdPlw, true);
+            enamenu(app);
+            return;
+        }
+    }
+    if (ui.Chkrem->isChecked()) call(app.hooks.Chkrem_Click);
+    BASS_ChannelSetAttribute(s.chan, BASS_ATTRIB_TEMPO_PITCH, static_cast<float>(-ui.SldMp3[1]->value()));
+    BASS_ChannelSetAttribute(s.chan, BASS_ATTRIB_TEMPO_PITCH, static_cast<float>(ui.SldMp3[0]->value()));
+    BASS_ChannelPlay(s.chan, 0);
+    setEnabled(ui.CmdPause, true);
+    app.tmr.tmrSpectrum->setEnabled(true);
+    setEnabled(ui.Slider3[0], false);
+    call(app.hooks.GetBPM);
+    if (app.hooks.Slider3_Change) {
+        app.hooks.Slider3_Change(0);
+        app.hooks.Slider3_Change(1);
+    }
+}
+
+void CmdPause_Click(App& app) {
+    Session& s = app.s;
+    if (s.recordArmed) return;
+    s.pauseUsed = true;
+    if (!s.pausedNow) {
+        BASS_ChannelPause(s.chan);
+        s.pausedNow = true;
+    } else {
+        BASS_ChannelPlay(s.chan, 0);
+        s.pausedNow = false;
+    }
+}
+
+void Cmd_Stop_Click(App& app) {
+    Session& s = app.s;
+    auto& ui = app.ui;
+    setEnabled(ui.CmdPause, false);
+    if (s.levelsTouched) {
+        resetTouchedLevels(app);
+        s.midiActive = false;
+    }
+    ui.Picture3->cls();
+    ui.Sldposition->setValue(0);
+    app.tmr.TimTps->setEnabled(false);
+    app.tmr.Timer1->setEnabled(false);
+    app.tmr.tmrSpectrum->setEnabled(false);
+    BASS_StreamFree(s.chan);
+    s.songFresh = false;
+    setEnabled(ui.MnuExit, true);
+    setEnabled(ui.MnuFile, true);
+    setEnabled(ui.MnuOpenSong, true);
+    setEnabled(ui.CmdCarica, true);
+    setEnabled(ui.Cmd_play, true);
+    setEnabled(ui.mnutil, true);
+    setEnabled(ui.cvmenu, true);
+    setEnabled(ui.wavp3, true);
+    setEnabled(ui.Cmd_Stop, false);
+    Clear(app);
+    if (s.recordArmed) finishTake(app, true);
+    setEnabled(ui.CmdRec, true);
+    s.midiActive = false;
+    s.pausedNow = false;
+}
+
+void CmdStw_Click(App& app) {
+    Session& s = app.s;
+    auto& ui = app.ui;
+    setEnabled(ui.CmdPause, false);
+    setEnabled(ui.CmdStw, false);
+    setEnabled(ui.CmdRec, true);
+    app.tmr.Timer1->setEnabled(false);
+    Clear(app);
+    ui.Picture3->cls();
+    app.tmr.tmrSYLTmp3->setEnabled(false);
+    app.tmr.tmrSpectrum->setEnabled(false);
+    app.tmr.tmrPlaybackPosition->setEnabled(false);
+    BASS_StreamFree(s.chan);
+    for (DWORD stem : s.stems) BASS_StreamFree(stem);
+    ui.Sldposition->setValue(0);
+    s.songFresh = false;
+    if (isPackageSong(s.FileName)) {
+        app.tmr.TimTps->setEnabled(false);
+        app.tmr.tmrMidiTest->setEnabled(false);
+        setEnabled(ui.CmdMidi, false);
+        setEnabled(ui.BtnMix, true);
+        ui.Chkphaser->setChecked(false);
+        ui.ChkRev->setChecked(false);
+    }
+    if (!s.recordArmed) setEnabled(ui.CmdPlw, true);
+    enamenu(app);
+    if (s.recordArmed) finishTake(app, false);
+    if (s.levelsTouched && s.midiActive) {
+        setShown(ui.Cmd_play, false);
+        s.levelsTouched = false;
+    }
+    s.pausedNow = false;
+}
+
+void cmdstop_Click(App& app) {
+    auto& ui = app.ui;
+    app.tmr.Timer1->setEnabled(false);
+    app.tmr.tmrPlaybackPosition->setEnabled(false);
+    enamenu(app);
+    setEnabled(ui.dlsbank, true);
+    setEnabled(ui.cmdstop, false);
+    app.s.songEnded = false;
+    setEnabled(ui.Picture2, false);
+    app.tmr.Timer1->setEnabled(false);
+    app.tmr.Timer3->setEnabled(false);
+}
+
+void Form_KeyDown(App& app, int keyCode) {
+    if (keyCode != 83 || app.s.FileName.empty()) return;
+    const std::string& name = app.s.FileName;
+    const std::string upper = vb::UCase(vb::Ext3(name));
+    const std::string lower = vb::LCase(vb::Ext3(name));
+    if (upper == "NVK" || vb::UCase(vb::Right(name, 2)) == "XT") CmdStw_Click(app);
+    if (lower == "mp3" || lower == "wav") CmdStw_Click(app);
+    if (lower == "mid" || lower == "kar") Cmd_Stop_Click(app);
+}
+
+void Sldposition_Press(App& app) {
+    if (app.s.recordArmed) return;
+    app.tmr.tmrMidiTest->setEnabled(false);
+    if (isPackageSong(app.s.FileName)) UpdatePosNVK(app);
+}
+
+void Sldposition_Release(App& app) {
+    Session& s = app.s;
+    const int value = app.ui.Sldposition->value();
+    if (isPackageSong(s.FileName)) {
+        app.tmr.tmrMidiTest->setEnabled(true);
+        for (int i = 0; i < s.stemCount && i < 3; ++i) {
+            const DWORD stem = s.stems[static_cast<std::size_t>(i)];
+            BASS_ChannelSetPosition(stem, BASS_ChannelSeconds2Bytes(stem, value), BASS_POS_BYTE);
+        }
+        UpdatePosNVK(app);
+    } else if (!isMidiSong(s.FileName)) {
+        BASS_ChannelSetPosition(s.chan, BASS_ChannelSeconds2Bytes(s.chan, value), BASS_POS_BYTE);
+        app.tmr.tmrMidiTest->setEnabled(true);
+    } else {
+        BASS_ChannelSetPosition(s.chan, static_cast<QWORD>(value) * 120, BASS_POS_MIDI_TICK);
+        s.lyrics.clear();
+        app.tmr.tmrMidiTest->setEnabled(true);
+    }
+}
+
+} // namespace velvora::transport

@@ -1,0 +1,21 @@
+// Small song files the tests write: a karaoke MIDI file with lyric marks, and a WAV tone.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace velvora::testing {
+
+// A format 1 KAR-like file: a tempo of `usPerQuarter`, a "Words" track with the syllables as text
+// events `ticksApart` apart (the first at tick `ticksApart`), and a melody note under each.
+std::string karaokeMidi(const std::vector<std::string>& syllables, int ticksApart = 48,
+                        unsigned usPerQuarter = 500000, int division = 96);
+
+// Sixteen-bit PCM WAV of a sine, `seconds` long, at 44100 Hz, mono or stereo.
+void writeToneWav(const std::filesystem::path& path, double seconds, double hz = 440.0, int channels = 2);
+
+// A typical karaoke verse, syllables with the usual "\" and "/" line marks.
+std::vector<std::string> twinkleSyllables();
+
+} // namespace velvora::testing
