@@ -8,6 +8,7 @@
 #include "metering/spectrum_palette.h"
 #include "settings/app_settings.h"
 #include "transport/level_controls.h"
+#include "transport/playlist.h"
 #include "transport/position_timers.h"
 #include "transport/song_open.h"
 #include "transport/transport.h"
@@ -57,6 +58,8 @@ void wireTransport(App& app) {
     on(ui.Cmd_Stop, &QPushButton::clicked, app, &Cmd_Stop_Click);
     on(ui.CmdStw, &QPushButton::clicked, app, &CmdStw_Click);
     on(ui.cmdstop, &QPushButton::clicked, app, &cmdstop_Click);
+    on(ui.CmdEx, &QPushButton::clicked, app, &CmdEx_Click);
+    on(ui.menuwave, &QAction::triggered, app, &menuwave_Click);
     on(ui.Sldposition, &QSlider::sliderPressed, app, &Sldposition_Press);
     on(ui.Sldposition, &QSlider::sliderReleased, app, &Sldposition_Release);
 

@@ -87,9 +87,7 @@ void MidiStream::applyPending() {
     std::lock_guard lock(eventMutex_);
     for (const Pending& p : pending_) renderer_.sendEvent(p.chan, p.event, p.param);
     pending_.clear();
-    pendingTempo_ = -1;
     hasPending_.store(false, std::memory_order_release);
-    tempo_.store(renderer_.tempo(), std::memory_order_release);
 }
 
 bool MidiStream::sendEvent(DWORD chan, DWORD event, DWORD param) {
@@ -110,7 +108,6 @@ bool MidiStream::sendEvent(DWORD chan, DWORD event, DWORD param) {
     {
         std::lock_guard lock(eventMutex_);
         pending_.push_back({static_cast<int>(chan), static_cast<int>(event), static_cast<int>(param)});
-        if (event == MIDI_EVENT_TEMPO) pendingTempo_ = param;
         hasPending_.store(true, std::memory_order_release);
     }
     // Nothing rendering now: apply at once. Otherwise the block being rendered picks it up next.
@@ -120,8 +117,8 @@ bool MidiStream::sendEvent(DWORD chan, DWORD event, DWORD param) {
 }
 
 DWORD MidiStream::tempo() const {
-    std::lock_guard lock(eventMutex_);
-    if (pendingTempo_ >= 0) return static_cast<DWORD>(pendingTempo_);
+    // The file's tempo in force, whatever was sent from outside: callers scale it and send it
+    // back, and must not scale their own value again.
     return tempo_.load(std::memory_order_acquire);
 }
 

@@ -67,9 +67,8 @@ class MidiStream final : public Channel {
     std::shared_ptr<const midi::SmfFile> file_;
     midi::MidiRenderer renderer_; // used under produceMutex()
 
-    mutable std::mutex eventMutex_; // guards pending_ and pendingTempo_; taken after produceMutex()
+    mutable std::mutex eventMutex_; // guards pending_; taken after produceMutex()
     std::vector<Pending> pending_;
-    std::int64_t pendingTempo_ = -1;
     std::atomic<bool> hasPending_{false};
     std::atomic<std::uint32_t> tempo_{midi::kDefaultTempo};
 
