@@ -148,7 +148,8 @@ void TIPO(MidiScanState& scan) {
 }
 
 void CANALE4(MidiScanState& scan) {
-    scan.fixChannel4 = vb::InStr(scan.midiBuffer, bytes({147})) != 0 ? "Y" : "N";
+    const bool melodyChannelPlays = scan.midiBuffer.find(static_cast<char>(147)) != std::string::npos;
+    scan.fixChannel4.assign(1, melodyChannelPlays ? 'Y' : 'N');
 }
 
 void CERCACANTO(MidiScanState& scan) {

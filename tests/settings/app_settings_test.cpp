@@ -17,6 +17,12 @@ std::string readAll(const std::filesystem::path& p) {
     return ss.str();
 }
 
+// A text literal taken whole, zero bytes inside it included.
+template <std::size_t N>
+std::string withNul(const char (&text)[N]) {
+    return std::string(text, N - 1);
+}
+
 class AppSettingsTest : public AppFixture {};
 
 TEST_F(AppSettingsTest, AFreshSaveWritesTheOneLineAndTheNextStartReadsOk) {
@@ -67,8 +73,8 @@ TEST_F(AppSettingsTest, DamagedEmptyBinaryOrHugeFilesChangeNothing) {
         "\"OK\",999,,,,,,,#FALSE#,,,0\r\n",
         "\"OK\",0,,,,,,,#MAYBE#,,,0\r\n",
         "\"OK\",0,,,,,,,#FALSE#,,,99999\r\n",
-        std::string("\"OK\",0\0,,,,,,#FALSE#,,,0", 26),
-        std::string("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16),
+        withNul("\"OK\",0\0,,,,,,#FALSE#,,,0"),
+        withNul("\x89PNG\r\n\x1a\n\0\0\0\rIHDR"),
         std::string(1 << 20, 'A'),
     };
     for (const std::string& c : cases) {
@@ -89,7 +95,7 @@ TEST_F(AppSettingsTest, RecordingValueReadsOneNumberAndIgnoresAnythingElse) {
     settings::visionLoad(*app);
     EXPECT_EQ(app->s.config.recordingValue, 42);
     for (const std::string& bad :
-         std::vector<std::string>{"", "forty", "70000", std::string("\0\1\2", 3), std::string(100000, '9')}) {
+         std::vector<std::string>{"", "forty", "70000", withNul("\0\1\2"), std::string(100000, '9')}) {
         std::ofstream(path, std::ios::binary | std::ios::trunc) << bad;
         settings::visionLoad(*app);
         EXPECT_EQ(app->s.config.recordingValue, 42);

@@ -1,8 +1,34 @@
 #include "main_controls.h"
 
+#include <QEvent>
 #include <QMainWindow>
 
 namespace velvora::ui {
+
+namespace {
+
+// Keeps a caption shown exactly while the control it names is shown, so that the layouts of the
+// song kinds, which switch the controls, leave no caption standing over an empty place.
+class CaptionFollower final : public QObject {
+  public:
+    CaptionFollower(QWidget* caption, QWidget* control) : QObject(control), caption_(caption) {
+        control->installEventFilter(this);
+        caption_->setVisible(!control->isHidden());
+    }
+
+  protected:
+    bool eventFilter(QObject*, QEvent* event) override {
+        if (event->type() == QEvent::ShowToParent) caption_->setVisible(true);
+        if (event->type() == QEvent::HideToParent) caption_->setVisible(false);
+        return false;
+    }
+
+  private:
+    QWidget* caption_;
+};
+
+} // namespace
+
 MainControls::MainControls(QMainWindow* mainWindow) : window(mainWindow) {
     setupUi(window);
     Slider2 = {Slider2_0, Slider2_1, Slider2_2,  Slider2_3,  Slider2_4,  Slider2_5,  Slider2_6,  Slider2_7,
@@ -19,6 +45,10 @@ MainControls::MainControls(QMainWindow* mainWindow) : window(mainWindow) {
     LblTm = {LblTm_0, LblTm_1};
     Cmd_432M = {Cmd_432M_0, Cmd_432M_1};
     Sldphaser = {nullptr, Sldphaser_1};
+    const std::pair<QWidget*, QWidget*> captions[] = {
+        {cap5, SldMp3_0},  {cap6, SldMp3_1},  {cap7, HscrollTempo}, {cap8, Hstempo},
+        {cap15, SldTempo}, {cap16, Vscroll1}, {cap18, Sldvol},      {cap19, SldVolume}};
+    for (const auto& [caption, control] : captions) new CaptionFollower(caption, control);
 }
 
 } // namespace velvora::ui
