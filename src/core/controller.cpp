@@ -47,18 +47,7 @@ enum class Kind { Midi, Package, Audio };
 // equaliser off and flat.
 void neutralControls(App& app) {
     auto& ui = app.ui;
-    ui.SldMp3[0]->setValue(0);
-    setCaption(ui.LblTone, "0");
-    ui.SldMp3[1]->setValue(0);
-    setCaption(ui.Lbltmp, "0%");
-    ui.Vscroll1->setValue(0);
-    setCaption(ui.LblPitch, "0");
-    ui.SldTempo->setValue(10);
-    setCaption(ui.LblTempo, "0%");
-    ui.Hstempo->setValue(0);
-    setCaption(ui.LbltKTM, "0%");
-    ui.HscrollTempo->setValue(0);
-    setCaption(ui.LblToneM, "0");
+    neutralTonesAndTempos(app);
     app.s.effects.eqOn = vbFalse;
     setShown(ui.PicEq, false);
     for (int band = 0; band < 7; ++band) {
@@ -86,6 +75,33 @@ void layout(App& app, Kind kind) {
 }
 
 } // namespace
+
+void neutralTonesAndTempos(App& app) {
+    auto& ui = app.ui;
+    ui.SldMp3[0]->setValue(0);
+    setCaption(ui.LblTone, "0");
+    ui.SldMp3[1]->setValue(0);
+    setCaption(ui.Lbltmp, "0%");
+    ui.Vscroll1->setValue(0);
+    setCaption(ui.LblPitch, "0");
+    ui.SldTempo->setValue(10);
+    setCaption(ui.LblTempo, "0%");
+    ui.Hstempo->setValue(0);
+    setCaption(ui.LbltKTM, "0%");
+    ui.HscrollTempo->setValue(0);
+    setCaption(ui.LblToneM, "0");
+}
+
+void neutralKeyAndTempo(App& app) {
+    auto& ui = app.ui;
+    ui.SldMp3[1]->setValue(0);
+    setCaption(ui.LblTone, "0");
+    ui.Chkrem->setChecked(false);
+    ui.Vscroll1->setValue(0);
+    setCaption(ui.LblPitch, "0");
+    ui.SldTempo->setValue(10);
+    setCaption(ui.LblTempo, "0%");
+}
 
 void LayoutMidi(App& app) {
     layout(app, Kind::Midi);

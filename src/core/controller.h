@@ -18,6 +18,12 @@ void LayoutMidi(App& app);
 void LayoutPackage(App& app);
 void LayoutAudio(App& app);
 void ZeroVariables(App& app);
+
+// Every tone, tempo and key control of the three song kinds back to neutral, with its label.
+void neutralTonesAndTempos(App& app);
+// The audio tempo, the MIDI key and tempo and the vocal remover back to neutral, as an open
+// through the menu and the stop of a song whose levels were touched do it.
+void neutralKeyAndTempo(App& app);
 void abilita(App& app);
 
 } // namespace velvora

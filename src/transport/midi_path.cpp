@@ -92,21 +92,14 @@ void MidiRepeat(App& app) {
     setMidiSyncs(app);
 }
 
-namespace {
-
-void resetTouchedLevels(App& app) {
+void enableAfterMidiStop(App& app) {
     auto& ui = app.ui;
-    app.s.levelsTouched = false;
-    ui.SldMp3[1]->setValue(0);
-    setCaption(ui.LblTone, "0");
-    ui.Chkrem->setChecked(false);
-    ui.Vscroll1->setValue(0);
-    setCaption(ui.LblPitch, "0");
-    ui.SldTempo->setValue(10);
-    setCaption(ui.LblTempo, "0%");
+    for (QAction* a : {ui.MnuExit, ui.MnuOpenSong, ui.wavp3}) setEnabled(a, true);
+    for (QMenu* m : {ui.MnuFile, ui.mnutil, ui.cvmenu}) setEnabled(m, true);
+    setEnabled(ui.CmdCarica, true);
+    setEnabled(ui.Cmd_play, true);
+    setEnabled(ui.Cmd_Stop, false);
 }
-
-} // namespace
 
 void MidiEnd(App& app) {
     Session& s = app.s;
@@ -116,7 +109,8 @@ void MidiEnd(App& app) {
     // An ended song has nothing to pause: the Ready state has Pause off.
     setEnabled(ui.CmdPause, false);
     if (s.levelsTouched) {
-        resetTouchedLevels(app);
+        s.levelsTouched = false;
+        neutralKeyAndTempo(app);
         setEnabled(ui.CmdRec, true);
         s.midiActive = false;
     }
@@ -126,15 +120,7 @@ void MidiEnd(App& app) {
     app.tmr.tmrSpectrum->setEnabled(false);
     BASS_StreamFree(s.chan);
     s.songFresh = false;
-    setEnabled(ui.MnuExit, true);
-    setEnabled(ui.MnuFile, true);
-    setEnabled(ui.MnuOpenSong, true);
-    setEnabled(ui.CmdCarica, true);
-    setEnabled(ui.Cmd_play, true);
-    setEnabled(ui.mnutil, true);
-    setEnabled(ui.cvmenu, true);
-    setEnabled(ui.wavp3, true);
-    setEnabled(ui.Cmd_Stop, false);
+    enableAfterMidiStop(app);
     Clear(app);
     setEnabled(ui.CmdRec, true);
     s.midiActive = false;

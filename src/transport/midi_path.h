@@ -19,6 +19,9 @@ void setMixTimeTempoSyncs(App& app);
 // Sets the end sync on `chan` (audio songs and packages).
 void setEndSync(App& app);
 
+// Load, Play and the menus come back, Stop goes, as after the end or the stop of a MIDI song.
+void enableAfterMidiStop(App& app);
+
 void MidiRepeat(App& app);
 void MidiEnd(App& app);
 void Mp3End(App& app);

@@ -22,30 +22,12 @@ const char* const kLoadFilter = "Files (mid/midi/kar/mp3/NVK/wav)|*.mid;*.midi;*
 const char* const kMenuFilter = "MIDI files (mid/midi/kar/mp3/wav)|*.mid;*.midi;*.kar;*.mp3;*.wav";
 
 void neutralControls(App& app, Road road) {
-    auto& ui = app.ui;
-    if (road == Road::Load) {
-        ui.SldMp3[0]->setValue(0);
-        setCaption(ui.LblTone, "0");
-        ui.SldMp3[1]->setValue(0);
-        setCaption(ui.Lbltmp, "0%");
-        ui.Chkrem->setChecked(false);
-        ui.Vscroll1->setValue(0);
-        setCaption(ui.LblPitch, "0");
-        ui.SldTempo->setValue(10);
-        setCaption(ui.LblTempo, "0%");
-        ui.Hstempo->setValue(0);
-        setCaption(ui.LbltKTM, "0%");
-        ui.HscrollTempo->setValue(0);
-        setCaption(ui.LblToneM, "0");
+    if (road != Road::Load) {
+        neutralKeyAndTempo(app);
         return;
     }
-    ui.SldMp3[1]->setValue(0);
-    setCaption(ui.LblTone, "0");
-    ui.Chkrem->setChecked(false);
-    ui.Vscroll1->setValue(0);
-    setCaption(ui.LblPitch, "0");
-    ui.SldTempo->setValue(10);
-    setCaption(ui.LblTempo, "0%");
+    neutralTonesAndTempos(app);
+    app.ui.Chkrem->setChecked(false);
 }
 
 // The MIDI branch of an open: scan the file, build the play stream with its syncs.

@@ -23,19 +23,6 @@ bool settingsFileExists(App& app, const std::string& name) {
     return FileExists(resolveCaseInsensitive(app.appFolder, "SongCustom/" + name + ".txt"));
 }
 
-void resetTouchedLevels(App& app) {
-    auto& ui = app.ui;
-    app.s.levelsTouched = false;
-    ui.SldMp3[1]->setValue(0);
-    setCaption(ui.LblTone, "0");
-    ui.Chkrem->setChecked(false);
-    ui.Vscroll1->setValue(0);
-    setCaption(ui.LblPitch, "0");
-    ui.SldTempo->setValue(10);
-    setCaption(ui.LblTempo, "0%");
-    setEnabled(ui.CmdRec, true);
-}
-
 // The end of a take, after the song was stopped: both writers end, then the user chooses.
 void finishTake(App& app, bool midiDoor) {
     Session& s = app.s;
@@ -289,7 +276,9 @@ void Cmd_Stop_Click(App& app) {
     auto& ui = app.ui;
     setEnabled(ui.CmdPause, false);
     if (s.levelsTouched) {
-        resetTouchedLevels(app);
+        s.levelsTouched = false;
+        neutralKeyAndTempo(app);
+        setEnabled(ui.CmdRec, true);
         s.midiActive = false;
     }
     ui.Picture3->cls();
@@ -299,15 +288,7 @@ void Cmd_Stop_Click(App& app) {
     app.tmr.tmrSpectrum->setEnabled(false);
     BASS_StreamFree(s.chan);
     s.songFresh = false;
-    setEnabled(ui.MnuExit, true);
-    setEnabled(ui.MnuFile, true);
-    setEnabled(ui.MnuOpenSong, true);
-    setEnabled(ui.CmdCarica, true);
-    setEnabled(ui.Cmd_play, true);
-    setEnabled(ui.mnutil, true);
-    setEnabled(ui.cvmenu, true);
-    setEnabled(ui.wavp3, true);
-    setEnabled(ui.Cmd_Stop, false);
+    enableAfterMidiStop(app);
     Clear(app);
     if (s.recordArmed) finishTake(app, true);
     setEnabled(ui.CmdRec, true);
