@@ -3,8 +3,8 @@
 #include "engine/api.h"
 #include "engine/testing.h"
 #include "karaoke/word_extraction.h"
-#include "support/app_fixture.h"
 #include "support/midi_writer.h"
+#include "support/offscreen_app.h"
 #include "support/song_files.h"
 #include "ui/main_window.h"
 
@@ -55,15 +55,10 @@ std::string bigMidi() {
 } // namespace
 
 int main() {
-    velvora::testing::ensureQtApplication();
     engine::testing::useVirtualDevice(true);
-    velvora::testing::TempFolder folder;
-    platform::ScriptedDialogs dialogs;
-    platform::VirtualClock clock;
-    platform::ScriptedProcess process(folder.str());
-    platform::Services services{dialogs, clock, process};
-    velvora::ui::MainWindow window(services);
-    velvora::App& app = window.app();
+    velvora::testing::OffscreenApp program;
+    velvora::App& app = program.app();
+    const auto& folder = program.folder;
     BASS_Init(-1, 44100, 0, nullptr, nullptr);
 
     std::vector<std::string> thousand;

@@ -1,7 +1,7 @@
 // The cost of a Timer1 tick: when no word is due (it runs every millisecond), and when it
 // paints a word on the lyric page at the window's size.
 #include "karaoke/lyric_timing.h"
-#include "support/app_fixture.h"
+#include "support/offscreen_app.h"
 
 #include <QApplication>
 
@@ -40,14 +40,9 @@ void fillModel(velvora::Session& s) {
 } // namespace
 
 int main() {
-    velvora::testing::ensureQtApplication();
-    velvora::testing::TempFolder folder;
-    platform::ScriptedDialogs dialogs;
-    platform::VirtualClock clock;
-    platform::ScriptedProcess process(folder.str());
-    platform::Services services{dialogs, clock, process};
-    velvora::ui::MainWindow window(services);
-    velvora::App& app = window.app();
+    velvora::testing::OffscreenApp program;
+    velvora::App& app = program.app();
+    auto& window = program.window;
     window.resize(1160, 760);
     window.show();
     QApplication::processEvents();

@@ -169,11 +169,11 @@ TEST_F(ExitTest, TheMenuDoorAsksUnderItsOwnCaptionAndDoesNotWait) {
 
 TEST_F(ExitTest, TheWindowsCloseButtonRunsTheSameQuestion) {
     start();
-    window->show();
+    window.show();
     dialogs.answer(platform::vbNo);
-    EXPECT_FALSE(window->close());
+    EXPECT_FALSE(window.close());
     dialogs.answer(platform::vbYes);
-    EXPECT_TRUE(window->close());
+    EXPECT_TRUE(window.close());
     EXPECT_TRUE(process.ended());
 }
 

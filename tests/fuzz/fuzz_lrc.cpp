@@ -2,12 +2,7 @@
 #include "core/app.h"
 #include "karaoke/lrc_reader.h"
 #include "karaoke/lyric_painter.h"
-#include "platform/scripted/scripted_dialogs.h"
-#include "platform/scripted/scripted_process.h"
-#include "platform/scripted/virtual_clock.h"
-#include "ui/main_window.h"
-
-#include <QApplication>
+#include "support/offscreen_app.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -15,29 +10,9 @@
 #include <memory>
 #include <string>
 
-namespace {
-
-struct Program {
-    Program() {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        static int argc = 1;
-        static char name[] = "fuzz_lrc";
-        static char* argv[] = {name, nullptr};
-        if (!QApplication::instance()) new QApplication(argc, argv);
-        window = std::make_unique<velvora::ui::MainWindow>(services);
-    }
-    platform::ScriptedDialogs dialogs;
-    platform::VirtualClock clock;
-    platform::ScriptedProcess process{(std::filesystem::temp_directory_path() / "velvora-fuzz-lrc").string()};
-    platform::Services services{dialogs, clock, process};
-    std::unique_ptr<velvora::ui::MainWindow> window;
-};
-
-} // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static Program program;
-    velvora::App& app = program.window->app();
+    static velvora::testing::OffscreenApp program;
+    velvora::App& app = program.app();
     app.s.words = velvora::WordModel{};
     std::string text(reinterpret_cast<const char*>(data), size);
     velvora::karaoke::Show_Lyrics(app, text);

@@ -5,10 +5,7 @@
 #include "karaoke/karaoke_header.h"
 #include "karaoke/midi_scanner.h"
 #include "karaoke/song_identification.h"
-#include "platform/qt/qt_services.h"
-#include "ui/main_window.h"
-
-#include <QApplication>
+#include "support/offscreen_app.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -21,31 +18,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-
-struct Harness {
-    Harness() {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        static int argc = 1;
-        static char name[] = "fuzz_midi_scanner";
-        static char* argv[] = {name, nullptr};
-        qapp = std::make_unique<QApplication>(argc, argv);
-        folder = fs::temp_directory_path() / ("velvora-fuzz-scan-" + std::to_string(getpid()));
-        window = std::make_unique<velvora::ui::MainWindow>(services);
-        window->app().appFolder = folder.string();
-    }
-    static Harness& instance() {
-        static Harness h;
-        return h;
-    }
-
-    std::unique_ptr<QApplication> qapp;
-    fs::path folder;
-    platform::QtDialogs dialogs;
-    platform::QtClock clock;
-    platform::QtProcess process;
-    platform::Services services{dialogs, clock, process};
-    std::unique_ptr<velvora::ui::MainWindow> window;
-};
 
 void check(bool ok) {
     if (!ok) __builtin_trap();
@@ -64,13 +36,10 @@ void checkWords(const velvora::WordModel& w) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace velvora;
-    Harness& h = Harness::instance();
-    App& app = h.window->app();
-    // The folder lives only while an input runs, so that nothing is left behind when the run ends.
-    std::error_code ec;
-    fs::create_directories(h.folder, ec);
+    static testing::OffscreenApp program;
+    App& app = program.app();
     // The extension alternates with the first byte, so that the karaoke title mark is tried too.
-    const fs::path file = h.folder / ((size > 0 && (data[0] & 1)) ? "song.kar" : "song.mid");
+    const fs::path file = program.folder.path() / ((size > 0 && (data[0] & 1)) ? "song.kar" : "song.mid");
     {
         std::ofstream out(file, std::ios::binary | std::ios::trunc);
         out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
@@ -96,6 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     karaoke::CERCACANTO(app.s.scan);
     check(app.s.scan.fixMelody.size() == 20);
     app.s.scan.fixType.clear();
-    fs::remove_all(h.folder, ec);
+    std::error_code ec;
+    fs::remove(file, ec);
     return 0;
 }

@@ -14,43 +14,15 @@ namespace velvora::testing {
 
 namespace fs = std::filesystem;
 
-TempFolder::TempFolder() {
-    static std::atomic<int> counter{0};
-    path_ = fs::temp_directory_path() /
-            ("velvora-test-" + std::to_string(getpid()) + "-" + std::to_string(counter++));
-    fs::remove_all(path_);
-    fs::create_directories(path_);
-}
-
-TempFolder::~TempFolder() {
-    std::error_code ec;
-    fs::remove_all(path_, ec);
-}
-
-void ensureQtApplication() {
-    if (QApplication::instance()) return;
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    static int argc = 1;
-    static char name[] = "velvora-tests";
-    static char* argv[] = {name, nullptr};
-    new QApplication(argc, argv);
-}
-
-AppFixture::AppFixture() : process(folder.str()), services{dialogs, clock, process} {}
-AppFixture::~AppFixture() = default;
-
 void AppFixture::SetUp() {
-    ensureQtApplication();
     engine::testing::useVirtualDevice(true);
-    window = std::make_unique<ui::MainWindow>(services);
-    app = &window->app();
 }
 
 void AppFixture::TearDown() {
     EXPECT_TRUE(dialogs.unexpected().empty())
         << "a box nobody expected: \"" << dialogs.unexpected().front().text << "\" ("
         << dialogs.unexpected().front().caption << ")";
-    window.reset();
+    window.hide();
     BASS_Free();
     BASS_RecordFree();
     engine::testing::useVirtualDevice(false);

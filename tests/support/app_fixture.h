@@ -3,10 +3,7 @@
 #pragma once
 
 #include "core/app.h"
-#include "platform/scripted/scripted_dialogs.h"
-#include "platform/scripted/scripted_process.h"
-#include "platform/scripted/virtual_clock.h"
-#include "ui/main_window.h"
+#include "support/offscreen_app.h"
 
 #include <gtest/gtest.h>
 
@@ -16,38 +13,17 @@
 
 namespace velvora::testing {
 
-// A folder under the system's temporary folder, removed when the object goes.
-class TempFolder {
-  public:
-    TempFolder();
-    ~TempFolder();
-    const std::filesystem::path& path() const { return path_; }
-    std::string str() const { return path_.string(); }
-
-  private:
-    std::filesystem::path path_;
-};
-
-// Makes sure a QApplication exists (offscreen) for widget tests.
-void ensureQtApplication();
-
-class AppFixture : public ::testing::Test {
+// The program of OffscreenApp on the engine's virtual device, with a check at the end that no
+// box came up that the test did not expect.
+class AppFixture : public ::testing::Test, protected OffscreenApp {
   protected:
-    AppFixture();
-    ~AppFixture() override;
     void SetUp() override;
     void TearDown() override;
 
     // Both start-up phases, as the program runs them.
     void start();
 
-    TempFolder folder;
-    platform::ScriptedDialogs dialogs;
-    platform::VirtualClock clock;
-    platform::ScriptedProcess process;
-    platform::Services services;
-    std::unique_ptr<ui::MainWindow> window;
-    App* app = nullptr;
+    App* app = &window.app();
 };
 
 // A small but valid SF2 soundfont named `name`.
