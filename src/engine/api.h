@@ -212,3 +212,85 @@ HSTREAM BASS_MIDI_StreamCreateFile(BOOL mem, const void* file, QWORD offset, QWO
 BOOL BASS_MIDI_StreamGetMark(HSTREAM handle, DWORD type, DWORD index, BASS_MIDI_MARK* mark);
 BOOL BASS_MIDI_StreamEvent(HSTREAM handle, DWORD chan, DWORD event, DWORD param);
 DWORD BASS_MIDI_StreamGetEvent(HSTREAM handle, DWORD chan, DWORD event);
+
+// ---- Processing: DSP callbacks and effects ----
+// DSP and effects share one order: a higher priority runs first; equal priorities run in the order
+// they were set. They run on the thread that produces the channel's audio (the update thread for a
+// playing channel, the reader for a decoding one), on interleaved float samples, in place.
+using DSPPROC = void(HDSP handle, DWORD channel, void* buffer, DWORD length, void* user);
+
+constexpr DWORD BASS_FX_DX8_REVERB = 8;
+constexpr DWORD BASS_FX_BFX_VOLUME = 0x10003;
+constexpr DWORD BASS_FX_BFX_PEAKEQ = 0x10004;
+constexpr DWORD BASS_FX_BFX_COMPRESSOR2 = 0x10011;
+// lChannel: -1 (or 0) is every channel; otherwise a bit mask, bit 0 the first channel.
+constexpr int BASS_BFX_CHANALL = -1;
+
+// Room reverb. fInGain dB -96..0 (gain on what enters the effect), fReverbMix dB -96..0 (level of
+// the reverberation beside the dry signal; -96 is none), fReverbTime ms 0.001..3000 (RT60),
+// fHighFreqRTRatio 0.001..0.999 (decay time of the highs against fReverbTime).
+struct BASS_DX8_REVERB {
+    float fInGain;
+    float fReverbMix;
+    float fReverbTime;
+    float fHighFreqRTRatio;
+};
+// Gain, 1 = unity; 0..1000.
+struct BASS_BFX_VOLUME {
+    int lChannel;
+    float fVolume;
+};
+// One band of a peaking equaliser: lBand 0..63, fBandwidth octaves 0..10 (0: use fQ, 0.01..100),
+// fCenter Hz (1 up to below half the rate), fGain dB -60..60.
+struct BASS_BFX_PEAKEQ {
+    int lBand;
+    float fBandwidth;
+    float fQ;
+    float fCenter;
+    float fGain;
+    int lChannel;
+};
+// Feed-forward peak compressor: fGain make-up dB -60..60, fThreshold dB -90..0, fRatio 1..1000,
+// fAttack ms 0.01..1000, fRelease ms 0.01..5000.
+struct BASS_BFX_COMPRESSOR2 {
+    float fGain;
+    float fThreshold;
+    float fRatio;
+    float fAttack;
+    float fRelease;
+    int lChannel;
+};
+
+HDSP BASS_ChannelSetDSP(DWORD handle, DSPPROC* proc, void* user, int priority);
+BOOL BASS_ChannelRemoveDSP(DWORD handle, HDSP dsp);
+HFX BASS_ChannelSetFX(DWORD handle, DWORD type, int priority);
+BOOL BASS_ChannelRemoveFX(DWORD handle, HFX fx);
+BOOL BASS_FXGetParameters(HFX handle, void* params);
+BOOL BASS_FXSetParameters(HFX handle, const void* params);
+
+// ---- Encoder tap: what a channel produces (after its DSP and effects) into a 16-bit PCM WAV ----
+constexpr DWORD BASS_ENCODE_FP_16BIT = 0x4;
+constexpr DWORD BASS_ENCODE_PCM = 0x40;
+using HENCODE = DWORD;
+// `cmdline` is the WAV file's path; only PCM (BASS_ENCODE_PCM) is offered; `proc` must be null.
+HENCODE BASS_Encode_Start(DWORD handle, const char* cmdline, DWORD flags, void* proc, void* user);
+// Takes a channel or an encoder handle; completes the file's header.
+BOOL BASS_Encode_Stop(DWORD handle);
+
+// ---- Capture ----
+// Starts capturing the input that is on, 16-bit interleaved at `freq` (0: 44100) and `chans`
+// (0: 2); `proc` gets blocks of about 100 ms on the engine's capture thread; a false result ends
+// the capture. BASS_ChannelStop stops and frees a capture channel.
+HRECORD BASS_RecordStart(DWORD freq, DWORD chans, DWORD flags, RECORDPROC* proc, void* user);
+
+// ---- Tempo detection ----
+using BPMPROC = void(DWORD chan, float bpm, void* user);
+using BPMPROGRESSPROC = void(DWORD chan, float percent, void* user);
+// minMaxBPM: the low word the lowest and the high word the highest tempo wanted (0: any); the
+// result is doubled or halved into that range.
+float BASS_FX_BPM_DecodeGet(DWORD chan, double startSec, double endSec, DWORD minMaxBPM, DWORD flags,
+                            BPMPROGRESSPROC* proc, void* user);
+BOOL BASS_FX_BPM_CallbackSet(DWORD handle, BPMPROC* proc, double periodSec, DWORD minMaxBPM, DWORD flags,
+                             void* user);
+BOOL BASS_FX_BPM_Free(DWORD handle);
+BOOL BASS_FX_BPM_BeatFree(DWORD handle);

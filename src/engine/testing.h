@@ -4,6 +4,7 @@
 
 #include "api.h"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,13 @@ bool virtualDeviceInUse();
 
 // The inputs the virtual capture device offers; by default one microphone, switched on.
 void setVirtualInputs(std::vector<VirtualInput> inputs);
+
+// Supplies samples to the virtual capture input: interleaved stereo 16-bit at 44100 Hz, appended
+// to what is still queued. While at least one capture runs, each advance() plays as many frames
+// of the queue into the captures (silence once it is empty), synchronously, after the mix.
+void pushCaptureInput(const std::vector<std::int16_t>& stereo);
+// Drops what is still queued.
+void clearCaptureInput();
 
 // Renders `frames` frames of the mix on the virtual device and runs what falls due meanwhile: in
 // blocks of 512 frames, the decoding ahead of every playing channel (with its mix-time syncs), the

@@ -2,6 +2,7 @@
 
 #include "base/engine.h"
 #include "playback/playback.h"
+#include "processing/chain.h"
 #include "sync/syncs.h"
 
 #include <algorithm>
@@ -31,6 +32,15 @@ struct DeliveringScope {
 
 Channel::Channel() = default;
 Channel::~Channel() = default;
+
+ProcessingChain& Channel::processing() {
+    if (!processing_) processing_ = std::make_unique<ProcessingChain>();
+    return *processing_;
+}
+
+void Channel::runProcessing(float* out, unsigned frames) {
+    if (processing_ && frames) processing_->run(*this, out, frames);
+}
 
 void Channel::raise(DWORD type, DWORD data, DWORD param) {
     events_.push_back({type, data, param});
@@ -92,6 +102,7 @@ unsigned Channel::pullStep(float* out, unsigned frames, const PullContext& ctx, 
     }
     const double pos0 = positionFrame();
     const unsigned n = produce(out, frames, ended);
+    runProcessing(out, n); // DSP and effects, then the encoder tap
     const double pos1 = positionFrame();
     decodedPos_.store(pos1, std::memory_order_relaxed);
     if (n && ctx.top)
@@ -314,6 +325,9 @@ void Channel::onFree() {
         Engine::instance().playList.remove(this);
     }
     Syncs::instance().removeChannel(handle);
+    // Effects and DSP handles die with the channel; the encoder tap completes its file.
+    std::lock_guard lock(produceMutex_);
+    if (processing_) processing_->release();
 }
 
 void convertSamples(const float* in, std::size_t samples, bool toFloat, void* out) {

@@ -36,6 +36,7 @@
 namespace engine {
 
 class Playback;
+class ProcessingChain;
 
 // Where the frames of one pull end up: `top` is the playing channel whose ring buffer carries them
 // (null when they are read by BASS_ChannelGetData), `ringBase` the ring index of the first frame,
@@ -72,6 +73,15 @@ class Channel : public std::enable_shared_from_this<Channel> {
     virtual std::int64_t lengthFrames() const { return -1; }
     virtual bool seekFrame(std::uint64_t frame) { return false; }
     std::recursive_mutex& produceMutex() { return produceMutex_; }
+
+    // --- DSP, effects and taps (processing/chain.h) ---
+    // They run on each block right after produce(), on the producing thread, with produceMutex()
+    // held. processing() creates the chain on first use; call it with produceMutex() held.
+    ProcessingChain& processing();
+    void runProcessing(float* out, unsigned frames);
+    // A channel that is not produced through pull() (a capture) has its own level: the peaks of
+    // its last 20 ms as BASS_ChannelGetLevel gives them. False when it has none of its own.
+    virtual bool ownLevel(DWORD& level) { return false; }
 
     // Pulls up to `frames` frames through the pipeline: produce(), events and their mix-time syncs,
     // loop points and the end. Returns the frames written; fewer only at the end (or while a
@@ -133,6 +143,7 @@ class Channel : public std::enable_shared_from_this<Channel> {
         unsigned segment;
     };
     std::recursive_mutex produceMutex_;
+    std::unique_ptr<ProcessingChain> processing_;
     struct Event {
         DWORD type, data, param;
     };

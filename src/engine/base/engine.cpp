@@ -3,6 +3,8 @@
 #include "midi/soundfont.h"
 #include "sync/syncs.h"
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <cctype>
 #include <chrono>
@@ -20,6 +22,14 @@ long long nowNs() {
 Engine& Engine::instance() {
     static Engine e;
     return e;
+}
+
+void raiseToAudioPriority(std::thread& thread) {
+    // Decoding ahead must not starve behind a busy machine; where the system lets us, the thread
+    // runs with a real-time priority. Where it does not, nothing changes.
+    sched_param param{};
+    param.sched_priority = 10;
+    pthread_setschedparam(thread.native_handle(), SCHED_FIFO, &param);
 }
 
 void Engine::renderThunk(void* ctx, float* out, unsigned frames) {
@@ -63,6 +73,7 @@ void Engine::startThreads() {
         updateRunning_ = true;
     }
     updateThread_ = std::thread([this] { updateMain(); });
+    raiseToAudioPriority(updateThread_);
     Syncs::instance().start();
 }
 

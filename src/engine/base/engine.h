@@ -23,6 +23,11 @@ struct CaptureInput {
     DWORD type = 0; // one of the BASS_INPUT_TYPE_ values, guessed from the name
     bool on = false;
     float level = 1.0f;
+    // Where the samples come from (capture/sources.cpp): a PulseAudio source by name, else an
+    // RtAudio capture device (API and index); neither for the virtual device.
+    std::string pulseSource;
+    int rtApi = 0;
+    unsigned rtId = 0;
 };
 
 class Engine {
@@ -95,6 +100,9 @@ class Engine {
     bool updateRequested_ = false;
     std::thread updateThread_;
 };
+
+// Gives an engine thread a real-time priority where the system allows it.
+void raiseToAudioPriority(std::thread& thread);
 
 // Guesses an input's type from its name: microphone, line-in, or the monitor of an output.
 DWORD guessInputType(const std::string& name);

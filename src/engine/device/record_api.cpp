@@ -2,6 +2,7 @@
 #include "api.h"
 #include "base/engine.h"
 #include "base/errors.h"
+#include "capture/capture.h"
 #include "device/device_list.h"
 #include "device/virtual_output.h"
 
@@ -28,10 +29,9 @@ BOOL BASS_RecordInit(int device) {
     std::vector<CaptureInput> inputs;
     if (virtualDeviceInUse()) {
         for (const testing::VirtualInput& v : virtualInputs())
-            inputs.push_back({v.name, guessInputType(v.name), v.on});
+            inputs.push_back({v.name, guessInputType(v.name), v.on, 1.0f, {}, 0, 0});
     } else {
-        for (const SystemDevice& d : listInputDevices())
-            inputs.push_back({d.name, guessInputType(d.name), d.isDefault});
+        inputs = listCaptureInputs(); // PulseAudio sources by name, then ALSA/JACK devices
     }
     if (inputs.empty()) return fail(BASS_ERROR_DEVICE);
     // Exactly one input is on: the system's default, or the first when none says so.
@@ -49,6 +49,8 @@ BOOL BASS_RecordInit(int device) {
 
 BOOL BASS_RecordFree() {
     Engine& e = Engine::instance();
+    CaptureHub::instance().stopAll(); // every capture channel ends with the device (before the lock:
+                                      // the capture thread reads the input's level under it)
     std::lock_guard lock(e.captureMutex);
     if (!e.recordInitialised) return fail(BASS_ERROR_INIT);
     e.recordInitialised = false;

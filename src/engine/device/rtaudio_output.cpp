@@ -20,6 +20,9 @@ class RtAudioOutput final : public OutputBackend {
         // A small explicit buffer, so that what is heard stays close to what was rendered.
         options.numberOfBuffers = 2;
         options.streamName = "Velvora";
+        // The device thread gets a real-time priority where the system grants one.
+        options.flags = RTAUDIO_SCHEDULE_REALTIME;
+        options.priority = 20;
         bufferFrames_ = 512;
         try {
             audio_.openStream(&params, nullptr, RTAUDIO_FLOAT32, rate, &bufferFrames_,

@@ -1,6 +1,7 @@
 #include "device/virtual_output.h"
 
 #include "base/engine.h"
+#include "capture/capture.h"
 #include "sync/syncs.h"
 
 #include <algorithm>
@@ -93,9 +94,17 @@ void advance(unsigned frames) {
         const unsigned block = std::min(frames, kBlock);
         e.update();
         out->advance(block, state().keep ? &state().heard : nullptr);
+        CaptureHub::instance().advanceVirtual(block); // the capture input plays along
         Syncs::instance().runDue();
         frames -= block;
     } while (frames > 0);
+}
+
+void pushCaptureInput(const std::vector<std::int16_t>& stereo) {
+    CaptureHub::instance().pushVirtual(stereo);
+}
+void clearCaptureInput() {
+    CaptureHub::instance().clearVirtual();
 }
 
 void runSyncs() {

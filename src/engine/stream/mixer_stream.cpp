@@ -60,6 +60,10 @@ unsigned MixerStream::pullStep(float* out, unsigned frames, const PullContext& c
     } else if (n < frames && (flags & BASS_MIXER_NONSTOP)) {
         n = frames;
     }
+    {
+        std::lock_guard lock(produceMutex());
+        runProcessing(out, n); // the mix's DSP and effects, then its encoder tap
+    }
     if (!isFloat())
         for (std::size_t i = 0; i < static_cast<std::size_t>(n) * chans; ++i)
             out[i] = std::clamp(out[i], -1.0f, 1.0f);

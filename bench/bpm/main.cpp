@@ -1,0 +1,95 @@
+// Tempo detection on generated click tracks: our BASS_FX_BPM_DecodeGet beside `soundstretch FILE
+// -bpm` on the same files. A figure counts as right within 1 BPM of the truth, or of its double or
+// half when both tools agree on that octave.
+#include "engine/api.h"
+
+#include <sndfile.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+std::string writeClicks(const std::filesystem::path& dir, double bpm) {
+    const int rate = 44100;
+    const double seconds = 30;
+    std::vector<short> out(static_cast<std::size_t>(seconds * rate) * 2, 0);
+    const double beat = 60.0 / bpm * rate;
+    for (double at = 0; at < seconds * rate; at += beat)
+        for (int i = 0; i < 2500; ++i) {
+            const auto f = static_cast<std::size_t>(at) + i;
+            if (f >= out.size() / 2) break;
+            const double amp = 20000 * std::exp(-i / 350.0);
+            out[f * 2] = out[f * 2 + 1] = static_cast<short>(amp * std::sin(i * 0.25));
+        }
+    const std::string path = (dir / ("clicks_" + std::to_string(static_cast<int>(bpm)) + ".wav")).string();
+    SF_INFO info{};
+    info.channels = 2;
+    info.samplerate = rate;
+    info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
+    SNDFILE* f = sf_open(path.c_str(), SFM_WRITE, &info);
+    if (!f) return {};
+    sf_writef_short(f, out.data(), static_cast<sf_count_t>(out.size() / 2));
+    sf_close(f);
+    return path;
+}
+
+float soundstretchBpm(const std::string& path) {
+    const std::string cmd = "soundstretch '" + path + "' -bpm 2>&1";
+    FILE* p = popen(cmd.c_str(), "r");
+    if (!p) return 0;
+    std::array<char, 512> line{};
+    float bpm = 0;
+    while (std::fgets(line.data(), line.size(), p)) {
+        const std::string s(line.data());
+        const auto at = s.find("Detected BPM rate");
+        if (at != std::string::npos) std::sscanf(s.c_str() + at, "Detected BPM rate %f", &bpm);
+    }
+    pclose(p);
+    return bpm;
+}
+
+// Error against the truth, allowing the double or half when `octaveOk`.
+double error(double got, double truth, bool octaveOk) {
+    double e = std::abs(got - truth);
+    if (octaveOk) e = std::min({e, std::abs(got - 2 * truth), std::abs(got - truth / 2)});
+    return e;
+}
+
+} // namespace
+
+int main() {
+    const auto dir =
+        std::filesystem::temp_directory_path() / ("velvora_bench_bpm_" + std::to_string(getpid()));
+    std::filesystem::create_directories(dir);
+    if (!BASS_Init(0, 44100, 0, nullptr, nullptr)) {
+        std::printf("BASS_Init failed: %d\n", BASS_ErrorGetCode());
+        return 1;
+    }
+    double oursMax = 0, theirsMax = 0;
+    for (const double truth : {70.0, 95.0, 120.0, 140.0, 175.0}) {
+        const std::string path = writeClicks(dir, truth);
+        const HSTREAM h = BASS_StreamCreateFile(false, path.c_str(), 0, 0, BASS_STREAM_DECODE);
+        const float ours = h ? BASS_FX_BPM_DecodeGet(h, 0, 30, 0, 0, nullptr, nullptr) : 0.0f;
+        BASS_StreamFree(h);
+        const float theirs = soundstretchBpm(path);
+        // An octave off counts only when both tools land on the same one.
+        const bool agree = std::abs(ours - theirs) <= 1.0;
+        const double eo = error(ours, truth, agree), et = error(theirs, truth, agree);
+        oursMax = std::max(oursMax, eo);
+        theirsMax = std::max(theirsMax, et);
+        std::printf("%6.1f BPM: ours %7.2f (err %.2f)  soundstretch %7.2f (err %.2f)\n", truth, ours, eo,
+                    theirs, et);
+    }
+    BASS_Free();
+    std::error_code ec;
+    std::filesystem::remove_all(dir, ec);
+    std::printf("RESULT bpm ours_max_err=%.2f soundstretch_max_err=%.2f\n", oursMax, theirsMax);
+    return 0;
+}

@@ -1,0 +1,250 @@
+#include "capture/capture.h"
+
+#include "base/errors.h"
+#include "device/virtual_output.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace engine {
+
+// ---- CaptureChannel ----
+
+CaptureChannel::CaptureChannel(DWORD f, DWORD c, RECORDPROC* proc, void* user) : proc_(proc), user_(user) {
+    freq = f;
+    chans = c;
+    flags = 0;
+    ctype = BASS_CTYPE_RECORD;
+    step_ = static_cast<double>(kSourceRate) / f;
+    blockFrames_ = std::max<std::size_t>(1, f / 10);
+    block_.reserve(blockFrames_ * c);
+    recent_.assign(static_cast<std::size_t>(std::max<DWORD>(1, f / 50)) * c, 0.0f);
+}
+
+bool CaptureChannel::feed(const float* frames, unsigned n, float gain) {
+    if (state_.load() == 0) return false;
+    const bool paused = state_.load() == 3;
+    std::vector<float> frame(chans);
+    for (unsigned i = 0; i < n; ++i) {
+        const float* cur = frames + static_cast<std::size_t>(i) * 2;
+        // Output frames that fall between the previous source frame and this one.
+        while (phase_ < 1.0) {
+            const auto t = static_cast<float>(phase_);
+            for (unsigned c = 0; c < chans; ++c) {
+                const unsigned s = chans == 1 ? 2 : c % 2;
+                const float a = s == 2 ? 0.5f * (prev_[0] + prev_[1]) : prev_[s];
+                const float b = s == 2 ? 0.5f * (cur[0] + cur[1]) : cur[s];
+                frame[c] = (step_ == 1.0 ? b : a + (b - a) * t) * gain;
+            }
+            phase_ += step_;
+            {
+                std::lock_guard lock(levelMutex_);
+                std::copy(frame.begin(), frame.end(),
+                          recent_.begin() + static_cast<std::ptrdiff_t>(recentAt_));
+                recentAt_ = (recentAt_ + chans) % recent_.size();
+            }
+            if (paused) continue;
+            const std::size_t at = block_.size();
+            block_.resize(at + chans);
+            convertSamples(frame.data(), chans, false, block_.data() + at);
+            if (block_.size() >= blockFrames_ * chans) {
+                bool go = true;
+                {
+                    std::lock_guard call(callMutex_);
+                    if (state_.load() == 0) return false;
+                    caller_.store(std::this_thread::get_id());
+                    go = proc_(handle, block_.data(), static_cast<DWORD>(block_.size() * 2), user_) != 0;
+                    caller_.store(std::thread::id{});
+                }
+                block_.clear();
+                if (!go) {
+                    state_.store(0);
+                    return false;
+                }
+            }
+        }
+        phase_ -= 1.0;
+        prev_[0] = cur[0];
+        prev_[1] = cur[1];
+    }
+    return state_.load() != 0;
+}
+
+bool CaptureChannel::play(bool) {
+    int paused = 3;
+    state_.compare_exchange_strong(paused, 1);
+    return state_.load() == 1;
+}
+
+bool CaptureChannel::pause() {
+    int running = 1;
+    return state_.compare_exchange_strong(running, 3);
+}
+
+bool CaptureChannel::stop() {
+    // Stopping a capture ends it and frees its handle.
+    state_.store(0);
+    CaptureHub::instance().remove(this);
+    if (caller_.load() != std::this_thread::get_id()) {
+        std::lock_guard wait(callMutex_); // let a callback running on the capture thread return
+    }
+    Engine::instance().freeChannel(handle);
+    return true;
+}
+
+DWORD CaptureChannel::isActive() {
+    const int s = state_.load();
+    return s == 0 ? BASS_ACTIVE_STOPPED : static_cast<DWORD>(s);
+}
+
+bool CaptureChannel::ownLevel(DWORD& level) {
+    float peak[2] = {0, 0};
+    {
+        std::lock_guard lock(levelMutex_);
+        for (std::size_t i = 0; i < recent_.size(); ++i) {
+            const unsigned c = static_cast<unsigned>(i % chans);
+            if (c < 2) peak[c] = std::max(peak[c], std::abs(recent_[i]));
+        }
+    }
+    if (chans == 1) peak[1] = peak[0];
+    const auto word = [](float v) {
+        return static_cast<DWORD>(std::min(32768.0f, std::round(v * 32768.0f)));
+    };
+    level = word(peak[0]) | (word(peak[1]) << 16);
+    return true;
+}
+
+void CaptureChannel::onFree() {
+    state_.store(0);
+    CaptureHub::instance().remove(this);
+    Channel::onFree();
+}
+
+// ---- CaptureHub ----
+
+CaptureHub& CaptureHub::instance() {
+    static CaptureHub hub;
+    return hub;
+}
+
+DWORD CaptureHub::start(DWORD freq, DWORD chans, RECORDPROC* proc, void* user, int& error) {
+    Engine& e = Engine::instance();
+    CaptureInput input;
+    int index = -1;
+    {
+        std::lock_guard lock(e.captureMutex);
+        if (!e.recordInitialised) return error = BASS_ERROR_INIT, 0;
+        for (std::size_t i = 0; i < e.inputs.size(); ++i)
+            if (e.inputs[i].on) {
+                input = e.inputs[i];
+                index = static_cast<int>(i);
+            }
+    }
+    if (index < 0) return error = BASS_ERROR_DEVICE, 0; // no input is on
+    auto ch = std::make_shared<CaptureChannel>(freq, chans, proc, user);
+    std::lock_guard lock(mutex_);
+    if (channels_.empty()) {
+        // The first capture opens the input; later ones share it.
+        virtualSource_ = virtualDeviceInUse();
+        if (!virtualSource_) {
+            source_ = openSystemSource(input);
+            if (!source_) return error = BASS_ERROR_DEVICE, 0;
+        }
+        inputIndex_ = index;
+    }
+    const DWORD h = e.channels.add(ch);
+    if (!h) {
+        if (channels_.empty() && source_) source_->stop(), source_.reset();
+        return error = BASS_ERROR_MEM, 0;
+    }
+    ch->handle = h;
+    channels_.push_back(ch);
+    return h;
+}
+
+void CaptureHub::remove(const CaptureChannel* ch) {
+    std::unique_ptr<CaptureSource> closing;
+    {
+        std::lock_guard lock(mutex_);
+        const auto before = channels_.size();
+        std::erase_if(channels_, [&](const auto& c) { return c.get() == ch; });
+        if (channels_.size() == before || !channels_.empty()) return;
+        closing = std::move(source_);
+        virtualSource_ = false;
+    }
+    if (closing) closing->stop();
+}
+
+void CaptureHub::stopAll() {
+    std::vector<std::shared_ptr<CaptureChannel>> all;
+    {
+        std::lock_guard lock(mutex_);
+        all = channels_;
+    }
+    for (const auto& ch : all) ch->stop();
+}
+
+void CaptureHub::deliver(const float* frames, unsigned n) {
+    std::lock_guard one(deliverMutex_);
+    float gain = 1.0f;
+    {
+        std::lock_guard lock(mutex_);
+        delivering_ = channels_;
+        Engine& e = Engine::instance();
+        std::lock_guard inputs(e.captureMutex);
+        if (inputIndex_ >= 0 && static_cast<std::size_t>(inputIndex_) < e.inputs.size())
+            gain = e.inputs[static_cast<std::size_t>(inputIndex_)].level;
+    }
+    // No hub lock while the callbacks run: they may stop or start captures.
+    for (const auto& ch : delivering_)
+        if (!ch->feed(frames, n, gain) && ch->isActive() == BASS_ACTIVE_STOPPED && !ch->freed()) {
+            // The callback asked to end: the channel goes, as after BASS_ChannelStop.
+            remove(ch.get());
+            Engine::instance().freeChannel(ch->handle);
+        }
+    delivering_.clear();
+}
+
+void CaptureHub::pushVirtual(const std::vector<std::int16_t>& stereo) {
+    std::lock_guard lock(virtualMutex_);
+    virtualQueue_.erase(virtualQueue_.begin(),
+                        virtualQueue_.begin() + static_cast<std::ptrdiff_t>(virtualAt_));
+    virtualAt_ = 0;
+    virtualQueue_.insert(virtualQueue_.end(), stereo.begin(), stereo.end() - (stereo.size() % 2));
+}
+
+void CaptureHub::advanceVirtual(unsigned frames) {
+    {
+        std::lock_guard lock(mutex_);
+        if (!virtualSource_ || channels_.empty()) return;
+    }
+    {
+        // The input plays what the test supplied, then silence.
+        std::lock_guard lock(virtualMutex_);
+        virtualBlock_.assign(static_cast<std::size_t>(frames) * 2, 0.0f);
+        const std::size_t take = std::min(virtualQueue_.size() - virtualAt_, virtualBlock_.size());
+        for (std::size_t i = 0; i < take; ++i) virtualBlock_[i] = virtualQueue_[virtualAt_ + i] / 32768.0f;
+        virtualAt_ += take;
+    }
+    deliver(virtualBlock_.data(), frames);
+}
+
+void CaptureHub::clearVirtual() {
+    std::lock_guard lock(virtualMutex_);
+    virtualQueue_.clear();
+    virtualAt_ = 0;
+}
+
+} // namespace engine
+
+HRECORD BASS_RecordStart(DWORD freq, DWORD chans, DWORD flags, RECORDPROC* proc, void* user) {
+    using namespace engine;
+    (void)flags;
+    if (freq == 0) freq = kSourceRate;
+    if (chans == 0) chans = 2;
+    if (freq < 1000 || freq > 384000 || chans > 8 || !proc) return fail<HRECORD>(BASS_ERROR_ILLPARAM, 0);
+    int error = 0;
+    const DWORD h = CaptureHub::instance().start(freq, chans, proc, user, error);
+    if (!h) return fail<HRECORD>(error, 0);
+    return ok(h);
+}

@@ -1,0 +1,106 @@
+// Capture: one source (the input that is on) feeds every capture channel at once (the live meter
+// and a take). The source delivers stereo float frames at kSourceRate on the engine's capture
+// thread (the virtual device: inside testing::advance); each channel converts them to its own rate
+// and channel count, applies the input's level, and hands 16-bit blocks of about 100 ms to its
+// callback, with no lock of the engine held.
+#pragma once
+
+#include "api.h"
+#include "base/channel.h"
+#include "base/engine.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace engine {
+
+constexpr unsigned kSourceRate = 44100;
+
+// A running stream of captured frames from one input.
+class CaptureSource {
+  public:
+    virtual ~CaptureSource() = default;
+    // Ends the stream; no delivery runs once it returns (unless called from the capture thread
+    // itself, which then ends after the delivery in progress).
+    virtual void stop() = 0;
+};
+
+// Opens the input on the machine (PulseAudio source or RtAudio device); null when it cannot.
+std::unique_ptr<CaptureSource> openSystemSource(const CaptureInput& input);
+// The machine's capture inputs: PulseAudio sources by name when a server answers, then the
+// capture devices of ALSA and JACK as RtAudio lists them.
+std::vector<CaptureInput> listCaptureInputs();
+
+class CaptureChannel final : public Channel {
+  public:
+    CaptureChannel(DWORD freq, DWORD chans, RECORDPROC* proc, void* user);
+
+    // Takes `frames` stereo frames at kSourceRate with `gain` applied; calls the callback for each
+    // full block. False once the callback asked to end.
+    bool feed(const float* frames, unsigned n, float gain);
+
+    bool play(bool restart) override;
+    bool pause() override;
+    bool stop() override;
+    DWORD isActive() override;
+    bool ownLevel(DWORD& level) override;
+    void onFree() override;
+
+  private:
+    RECORDPROC* proc_;
+    void* user_;
+    std::atomic<int> state_{1}; // 1 capturing, 3 paused, 0 ended
+    // Held while the callback runs, so that a stop from another thread waits for it to return.
+    std::mutex callMutex_;
+    std::atomic<std::thread::id> caller_{};
+    // Conversion from the source rate (linear interpolation when the rates differ).
+    double step_;
+    double phase_ = 0;
+    float prev_[2] = {0, 0};
+    std::vector<std::int16_t> block_;
+    std::size_t blockFrames_;
+    // The last 20 ms captured, for the level.
+    std::mutex levelMutex_;
+    std::vector<float> recent_; // interleaved, chans per frame
+    std::size_t recentAt_ = 0;
+};
+
+class CaptureHub {
+  public:
+    static CaptureHub& instance();
+
+    // Starts a capture channel on the input that is on; 0 and the error code on failure.
+    DWORD start(DWORD freq, DWORD chans, RECORDPROC* proc, void* user, int& error);
+    // Takes a channel out (stop, end, free); the source closes with the last one.
+    void remove(const CaptureChannel* ch);
+    // Ends and frees every capture channel (BASS_RecordFree, BASS_Free).
+    void stopAll();
+
+    // From the source, on the capture thread: stereo float frames at kSourceRate.
+    void deliver(const float* frames, unsigned n);
+
+    // The virtual device's input: samples the test supplied, played as testing::advance moves.
+    void pushVirtual(const std::vector<std::int16_t>& stereo);
+    void advanceVirtual(unsigned frames);
+    void clearVirtual();
+
+  private:
+    std::mutex mutex_;
+    std::vector<std::shared_ptr<CaptureChannel>> channels_;
+    std::unique_ptr<CaptureSource> source_;
+    bool virtualSource_ = false;
+    int inputIndex_ = -1;
+    std::mutex deliverMutex_; // one delivery at a time (the source's thread or advance)
+    std::vector<std::shared_ptr<CaptureChannel>> delivering_;
+
+    std::mutex virtualMutex_;
+    std::vector<std::int16_t> virtualQueue_;
+    std::size_t virtualAt_ = 0;
+    std::vector<float> virtualBlock_;
+};
+
+} // namespace engine

@@ -1,0 +1,135 @@
+// Capture from the virtual input: the supplied samples arrive whole, in order, in ~100 ms blocks.
+#include "engine/api.h"
+#include "engine/stream_fixtures.h"
+#include "engine/testing.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+namespace {
+
+using engine::testing::advance;
+
+struct Take {
+    std::vector<std::int16_t> samples;
+    std::vector<DWORD> blocks;
+    int stopAfter = -1; // return false after this many blocks
+    bool stopSelf = false;
+};
+
+BOOL takeProc(HRECORD h, const void* buffer, DWORD length, void* user) {
+    auto* t = static_cast<Take*>(user);
+    const auto* s = static_cast<const std::int16_t*>(buffer);
+    t->samples.insert(t->samples.end(), s, s + length / 2);
+    t->blocks.push_back(length);
+    if (t->stopSelf && t->blocks.size() == 2) BASS_ChannelStop(h);
+    return t->stopAfter < 0 || static_cast<int>(t->blocks.size()) < t->stopAfter;
+}
+
+class CaptureTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        engine::testing::useVirtualDevice(true);
+        engine::testing::setVirtualInputs({{"Virtual Microphone", true}, {"Line In", false}});
+        engine::testing::clearCaptureInput();
+        ASSERT_TRUE(BASS_Init(-1, 44100, 0, nullptr, nullptr));
+        ASSERT_TRUE(BASS_RecordInit(0));
+    }
+    void TearDown() override {
+        BASS_RecordFree();
+        BASS_Free();
+        engine::testing::clearCaptureInput();
+        engine::testing::setVirtualInputs({{"Virtual Microphone", true}});
+        engine::testing::useVirtualDevice(false);
+    }
+};
+
+TEST_F(CaptureTest, TakeAndMeterCaptureTheSuppliedSamplesAtOnce) {
+    const auto input = fixtures::pattern(44100 * 2);
+    engine::testing::pushCaptureInput(input);
+    Take take, meter;
+    const HRECORD a = BASS_RecordStart(44100, 2, 0, &takeProc, &take);
+    const HRECORD b = BASS_RecordStart(44100, 2, 0, &takeProc, &meter);
+    ASSERT_NE(a, 0u);
+    ASSERT_NE(b, 0u);
+    EXPECT_EQ(BASS_ChannelIsActive(a), BASS_ACTIVE_PLAYING);
+    for (int i = 0; i < 200; ++i) advance(441); // 2 s in uneven steps
+    ASSERT_EQ(take.samples.size(), input.size());
+    EXPECT_TRUE(take.samples == input); // no gap, no repeat, exact 16-bit
+    EXPECT_TRUE(meter.samples == input);
+    for (DWORD len : take.blocks) EXPECT_EQ(len, 4410u * 4); // 100 ms blocks
+    // The level: the last 20 ms captured (silence now) then, with loud input, near full scale.
+    advance(4410); // the input has run out: silence
+    EXPECT_EQ(BASS_ChannelGetLevel(a), 0u);
+    engine::testing::pushCaptureInput(fixtures::sine(1000, 0.1, 44100, 0.5));
+    advance(2205);
+    const DWORD level = BASS_ChannelGetLevel(b);
+    EXPECT_NEAR(static_cast<double>(level & 0xffff), 16384, 200);
+    EXPECT_NEAR(static_cast<double>(level >> 16), 16384, 200);
+    ASSERT_TRUE(BASS_ChannelStop(a));
+    EXPECT_EQ(BASS_ChannelIsActive(a), BASS_ACTIVE_STOPPED);
+    EXPECT_EQ(BASS_ChannelGetLevel(a), ~DWORD{0});
+    EXPECT_FALSE(BASS_StreamFree(a)); // already gone with the stop
+    const std::size_t before = take.samples.size();
+    advance(44100);
+    EXPECT_EQ(take.samples.size(), before);
+    EXPECT_GT(meter.samples.size(), input.size());
+}
+
+TEST_F(CaptureTest, InputLevelIsAGainAndMonoAndOtherRatesConvert) {
+    std::vector<std::int16_t> input(44100 * 2);
+    for (std::size_t i = 0; i < input.size(); ++i)
+        input[i] = static_cast<std::int16_t>(i % 2 ? -10000 : 20000);
+    engine::testing::pushCaptureInput(input);
+    ASSERT_TRUE(BASS_RecordSetInput(0, 0, 0.5f));
+    Take stereo, mono, low;
+    ASSERT_NE(BASS_RecordStart(44100, 2, 0, &takeProc, &stereo), 0u);
+    ASSERT_NE(BASS_RecordStart(44100, 1, 0, &takeProc, &mono), 0u);
+    ASSERT_NE(BASS_RecordStart(22050, 2, 0, &takeProc, &low), 0u);
+    advance(44100);
+    ASSERT_EQ(stereo.samples.size(), input.size());
+    EXPECT_EQ(stereo.samples[0], 10000);
+    EXPECT_EQ(stereo.samples[1], -5000);
+    ASSERT_EQ(mono.samples.size(), 44100u);
+    EXPECT_EQ(mono.samples[100], 2500);
+    EXPECT_EQ(mono.blocks[0], 4410u * 2);
+    ASSERT_EQ(low.samples.size(), 44100u);
+    EXPECT_EQ(low.blocks[0], 2205u * 4);
+    EXPECT_EQ(low.samples[1000], 10000);
+}
+
+TEST_F(CaptureTest, FalseEndsTheCaptureAndAStopFromTheCallbackIsSafe) {
+    engine::testing::pushCaptureInput(fixtures::pattern(44100));
+    Take ends, stops;
+    ends.stopAfter = 3;
+    stops.stopSelf = true;
+    const HRECORD a = BASS_RecordStart(44100, 2, 0, &takeProc, &ends);
+    const HRECORD b = BASS_RecordStart(44100, 2, 0, &takeProc, &stops);
+    advance(44100);
+    EXPECT_EQ(ends.blocks.size(), 3u);
+    EXPECT_EQ(stops.blocks.size(), 2u);
+    EXPECT_EQ(BASS_ChannelIsActive(a), BASS_ACTIVE_STOPPED);
+    EXPECT_EQ(BASS_ChannelIsActive(b), BASS_ACTIVE_STOPPED);
+}
+
+TEST_F(CaptureTest, WithoutADeviceOrInputCaptureFailsCleanly) {
+    Take t;
+    EXPECT_EQ(BASS_RecordStart(44100, 2, 0, nullptr, nullptr), 0u);
+    EXPECT_EQ(BASS_ErrorGetCode(), BASS_ERROR_ILLPARAM);
+    ASSERT_TRUE(BASS_RecordSetInput(0, BASS_INPUT_OFF, -1));
+    EXPECT_EQ(BASS_RecordStart(44100, 2, 0, &takeProc, &t), 0u);
+    EXPECT_EQ(BASS_ErrorGetCode(), BASS_ERROR_DEVICE);
+    ASSERT_TRUE(BASS_RecordFree());
+    EXPECT_EQ(BASS_RecordStart(44100, 2, 0, &takeProc, &t), 0u);
+    EXPECT_EQ(BASS_ErrorGetCode(), BASS_ERROR_INIT);
+    engine::testing::setVirtualInputs({});
+    EXPECT_FALSE(BASS_RecordInit(0));
+    EXPECT_EQ(BASS_ErrorGetCode(), BASS_ERROR_DEVICE);
+    EXPECT_EQ(BASS_RecordStart(44100, 2, 0, &takeProc, &t), 0u);
+    EXPECT_EQ(BASS_ErrorGetCode(), BASS_ERROR_INIT);
+    engine::testing::setVirtualInputs({{"Virtual Microphone", true}});
+    ASSERT_TRUE(BASS_RecordInit(0));
+}
+
+} // namespace
