@@ -126,12 +126,10 @@ void MidiEnd(App& app) {
     s.midiActive = false;
 }
 
-void Mp3End(App& app) {
-    Session& s = app.s;
+void stopAudioSong(App& app) {
     auto& ui = app.ui;
-    if (s.recordArmed) return;
-    setEnabled(ui.CmdStw, false);
     setEnabled(ui.CmdPause, false);
+    setEnabled(ui.CmdStw, false);
     setEnabled(ui.CmdRec, true);
     app.tmr.Timer1->setEnabled(false);
     Clear(app);
@@ -139,7 +137,14 @@ void Mp3End(App& app) {
     app.tmr.tmrSYLTmp3->setEnabled(false);
     app.tmr.tmrSpectrum->setEnabled(false);
     app.tmr.tmrPlaybackPosition->setEnabled(false);
-    BASS_StreamFree(s.chan);
+    BASS_StreamFree(app.s.chan);
+}
+
+void Mp3End(App& app) {
+    Session& s = app.s;
+    auto& ui = app.ui;
+    if (s.recordArmed) return;
+    stopAudioSong(app);
     setEnabled(ui.CmdPlw, true);
     enamenu(app);
     if (s.levelsTouched && s.midiActive) {

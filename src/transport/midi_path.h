@@ -22,6 +22,10 @@ void setEndSync(App& app);
 // Load, Play and the menus come back, Stop goes, as after the end or the stop of a MIDI song.
 void enableAfterMidiStop(App& app);
 
+// Pause and Stop off, Rec on, the lyric and meter timers off, the page cleared, the stream freed:
+// the end and the stop of an audio song or package.
+void stopAudioSong(App& app);
+
 void MidiRepeat(App& app);
 void MidiEnd(App& app);
 void Mp3End(App& app);

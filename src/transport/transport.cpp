@@ -299,16 +299,7 @@ void Cmd_Stop_Click(App& app) {
 void CmdStw_Click(App& app) {
     Session& s = app.s;
     auto& ui = app.ui;
-    setEnabled(ui.CmdPause, false);
-    setEnabled(ui.CmdStw, false);
-    setEnabled(ui.CmdRec, true);
-    app.tmr.Timer1->setEnabled(false);
-    Clear(app);
-    ui.Picture3->cls();
-    app.tmr.tmrSYLTmp3->setEnabled(false);
-    app.tmr.tmrSpectrum->setEnabled(false);
-    app.tmr.tmrPlaybackPosition->setEnabled(false);
-    BASS_StreamFree(s.chan);
+    stopAudioSong(app);
     for (DWORD stem : s.stems) BASS_StreamFree(stem);
     ui.Sldposition->setValue(0);
     s.songFresh = false;

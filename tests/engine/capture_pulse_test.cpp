@@ -1,6 +1,7 @@
 // Capture from a real PulseAudio server of the test's own: a tone played into a null sink is
 // recorded from that sink's monitor, selected among the inputs by name.
 #include "engine/api.h"
+#include "engine/pulse_server.h"
 #include "engine/stream_fixtures.h"
 
 #include <gtest/gtest.h>
@@ -20,53 +21,10 @@ extern char** environ;
 
 namespace {
 
-bool onPath(const std::string& name) {
-    const char* path = std::getenv("PATH");
-    std::string p = path ? path : "/usr/bin:/bin";
-    std::size_t start = 0;
-    while (start <= p.size()) {
-        const std::size_t end = p.find(':', start);
-        const std::string dir = p.substr(start, end == std::string::npos ? std::string::npos : end - start);
-        if (!dir.empty() && access((dir + "/" + name).c_str(), X_OK) == 0) return true;
-        if (end == std::string::npos) break;
-        start = end + 1;
-    }
-    return false;
-}
-
-pid_t spawn(const std::vector<std::string>& args, const std::string& outFile = "/dev/null") {
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, outFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-    std::vector<char*> argv;
-    for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-    argv.push_back(nullptr);
-    pid_t pid = -1;
-    if (posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ) != 0) pid = -1;
-    posix_spawn_file_actions_destroy(&actions);
-    return pid;
-}
-
-int run(const std::vector<std::string>& args) {
-    const pid_t pid = spawn(args);
-    if (pid < 0) return -1;
-    int status = 0;
-    waitpid(pid, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-void stopProcess(pid_t pid) {
-    if (pid <= 0) return;
-    kill(pid, SIGTERM);
-    for (int i = 0; i < 50; ++i) {
-        int status = 0;
-        if (waitpid(pid, &status, WNOHANG) == pid) return;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    kill(pid, SIGKILL);
-    waitpid(pid, nullptr, 0);
-}
+using pulsetest::onPath;
+using pulsetest::run;
+using pulsetest::spawn;
+using pulsetest::stopProcess;
 
 struct Recorded {
     std::mutex mutex;
@@ -86,47 +44,21 @@ class RealDeviceCapture : public ::testing::Test {
     void SetUp() override {
         if (!onPath("pulseaudio") || !onPath("paplay") || !onPath("pactl"))
             GTEST_SKIP() << "pulseaudio, paplay or pactl is not installed";
-        dir_ = fixtures::tempDir() / ("pulsecap_" + std::to_string(getpid()));
-        std::filesystem::create_directories(dir_ / "pulse");
-        for (const char* name : {"HOME", "XDG_RUNTIME_DIR", "PULSE_RUNTIME_PATH", "PULSE_SERVER"}) {
-            const char* v = std::getenv(name);
-            saved_.emplace_back(name, v ? std::optional<std::string>(v) : std::nullopt);
-        }
-        setenv("HOME", dir_.c_str(), 1);
-        setenv("XDG_RUNTIME_DIR", dir_.c_str(), 1);
-        setenv("PULSE_RUNTIME_PATH", (dir_ / "pulse").c_str(), 1);
-        setenv("PULSE_SERVER", ("unix:" + (dir_ / "pulse" / "native").string()).c_str(), 1);
-        server_ = spawn({"pulseaudio", "--system=false", "-n", "--daemonize=no", "--exit-idle-time=-1",
-                         "--use-pid-file=no",
-                         "--load=module-null-sink sink_name=velvora_cap rate=44100 "
-                         "sink_properties=device.description=VelvoraCapture",
-                         "--load=module-null-sink sink_name=velvora_other rate=44100",
-                         "--load=module-native-protocol-unix", "--log-target=stderr"});
-        ASSERT_GT(server_, 0);
-        bool up = false;
-        for (int i = 0; i < 100 && !up; ++i) {
-            up = run({"pactl", "info"}) == 0;
-            if (!up) std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        }
-        ASSERT_TRUE(up) << "the test's PulseAudio did not come up";
+        ASSERT_TRUE(server_.start("pulsecap", {"sink_name=velvora_cap rate=44100 "
+                                               "sink_properties=device.description=VelvoraCapture",
+                                               "sink_name=velvora_other rate=44100"}))
+            << "the test's PulseAudio did not come up";
+        dir_ = server_.dir();
         run({"pactl", "set-default-source", "velvora_other.monitor"}); // not the one we want
     }
     void TearDown() override {
         BASS_RecordFree();
         stopProcess(player_);
-        stopProcess(server_);
-        for (auto& [name, value] : saved_) {
-            if (value)
-                setenv(name.c_str(), value->c_str(), 1);
-            else
-                unsetenv(name.c_str());
-        }
-        std::error_code ec;
-        std::filesystem::remove_all(dir_, ec);
+        server_.stop();
     }
+    pulsetest::PrivateServer server_;
     std::filesystem::path dir_;
-    std::vector<std::pair<std::string, std::optional<std::string>>> saved_;
-    pid_t server_ = -1, player_ = -1;
+    pid_t player_ = -1;
 };
 
 TEST_F(RealDeviceCapture, MonitorOfANullSinkRecordsTheTonePlayed) {

@@ -11,6 +11,7 @@
 // delayed lyric sync notes the steady clock when it runs; its lateness is that time less the
 // heard moment of its note's onset.
 #include "engine/api.h"
+#include "engine/pulse_server.h"
 #include "engine/stream_fixtures.h"
 #include "engine/testing.h"
 #include "support/midi_writer.h"
@@ -37,56 +38,13 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-bool onPath(const std::string& name) {
-    const char* path = std::getenv("PATH");
-    std::string p = path ? path : "/usr/bin:/bin";
-    std::size_t start = 0;
-    while (start <= p.size()) {
-        const std::size_t end = p.find(':', start);
-        const std::string dir = p.substr(start, end == std::string::npos ? std::string::npos : end - start);
-        if (!dir.empty() && access((dir + "/" + name).c_str(), X_OK) == 0) return true;
-        if (end == std::string::npos) break;
-        start = end + 1;
-    }
-    return false;
-}
+using pulsetest::onPath;
+using pulsetest::run;
+using pulsetest::stopProcess;
 
-// Starts a program with its standard output on `outFd` (or /dev/null when -1).
-pid_t spawn(const std::vector<std::string>& args, int outFd = -1) {
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    if (outFd >= 0)
-        posix_spawn_file_actions_adddup2(&actions, outFd, 1);
-    else
-        posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-    std::vector<char*> argv;
-    for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-    argv.push_back(nullptr);
-    pid_t pid = -1;
-    if (posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ) != 0) pid = -1;
-    posix_spawn_file_actions_destroy(&actions);
-    return pid;
-}
-
-int run(const std::vector<std::string>& args) {
-    const pid_t pid = spawn(args);
-    if (pid < 0) return -1;
-    int status = 0;
-    waitpid(pid, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-void stopProcess(pid_t pid) {
-    if (pid <= 0) return;
-    kill(pid, SIGTERM);
-    for (int i = 0; i < 50; ++i) {
-        int status = 0;
-        if (waitpid(pid, &status, WNOHANG) == pid) return;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    kill(pid, SIGKILL);
-    waitpid(pid, nullptr, 0);
+// Starts a program with its standard output on `outFd`.
+pid_t spawn(const std::vector<std::string>& args, int outFd) {
+    return pulsetest::spawnToFd(args, outFd);
 }
 
 // parec's output read from a pipe as it comes, with the time of each read.
@@ -177,26 +135,8 @@ class RealDeviceMidi : public ::testing::Test {
         if (!onPath("pulseaudio")) GTEST_SKIP() << "pulseaudio is not installed";
         ASSERT_TRUE(onPath("parec") && onPath("pactl")) << "parec and pactl (pulseaudio-utils) are needed";
         engine::testing::useVirtualDevice(false);
-        dir_ = fixtures::tempDir() / ("pulse_midi_" + std::to_string(getpid()));
-        std::filesystem::create_directories(dir_ / "pulse");
-        for (const char* name : {"HOME", "XDG_RUNTIME_DIR", "PULSE_RUNTIME_PATH", "PULSE_SERVER"}) {
-            const char* v = std::getenv(name);
-            saved_.emplace_back(name, v ? std::optional<std::string>(v) : std::nullopt);
-        }
-        setenv("HOME", dir_.c_str(), 1);
-        setenv("XDG_RUNTIME_DIR", dir_.c_str(), 1);
-        setenv("PULSE_RUNTIME_PATH", (dir_ / "pulse").c_str(), 1);
-        setenv("PULSE_SERVER", ("unix:" + (dir_ / "pulse" / "native").string()).c_str(), 1);
-        server_ = spawn({"pulseaudio", "--system=false", "-n", "--daemonize=no", "--exit-idle-time=-1",
-                         "--use-pid-file=no", "--load=module-null-sink sink_name=velvora_midi rate=44100",
-                         "--load=module-native-protocol-unix", "--log-target=stderr"});
-        ASSERT_GT(server_, 0);
-        bool up = false;
-        for (int i = 0; i < 100 && !up; ++i) {
-            up = run({"pactl", "info"}) == 0;
-            if (!up) std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        }
-        ASSERT_TRUE(up) << "the test's PulseAudio did not come up";
+        ASSERT_TRUE(server_.start("pulse_midi", {"sink_name=velvora_midi rate=44100"}))
+            << "the test's PulseAudio did not come up";
         run({"pactl", "set-default-sink", "velvora_midi"});
     }
     void TearDown() override {
@@ -204,20 +144,10 @@ class RealDeviceMidi : public ::testing::Test {
         BASS_MIDI_StreamSetFonts(0, nullptr, 0);
         if (font_) BASS_MIDI_FontFree(font_);
         recorder_.stop();
-        stopProcess(server_);
-        for (auto& [name, value] : saved_) {
-            if (value)
-                setenv(name.c_str(), value->c_str(), 1);
-            else
-                unsetenv(name.c_str());
-        }
-        std::error_code ec;
-        std::filesystem::remove_all(dir_, ec);
+        server_.stop();
     }
 
-    std::filesystem::path dir_;
-    std::vector<std::pair<std::string, std::optional<std::string>>> saved_;
-    pid_t server_ = -1;
+    pulsetest::PrivateServer server_;
     Recorder recorder_;
     HSOUNDFONT font_ = 0;
 };

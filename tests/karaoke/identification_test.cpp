@@ -22,11 +22,7 @@ using testing::midiHeader;
 using testing::midiTrack;
 using testing::tempoEvent;
 
-MidiScanState scanOf(const std::string& bytes) {
-    MidiScanState s;
-    s.midiBuffer = bytes;
-    return s;
-}
+using testing::scanOf;
 
 std::string song(const std::string& body, int format = 0) {
     return midiHeader(format, 1, 96) + midiTrack(body + endOfTrack());

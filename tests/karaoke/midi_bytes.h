@@ -1,6 +1,8 @@
 // Small MIDI files for the scanner's tests, written byte by byte.
 #pragma once
 
+#include "core/state/midi_scan_state.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -46,6 +48,13 @@ inline std::string tempoEvent(int a, int b, int c) {
 inline std::string writeFile(const std::filesystem::path& path, const std::string& data) {
     std::ofstream(path, std::ios::binary) << data;
     return path.string();
+}
+
+// A scan state holding the given file bytes, as the scanner would have read them.
+inline MidiScanState scanOf(const std::string& bytes) {
+    MidiScanState s;
+    s.midiBuffer = bytes;
+    return s;
 }
 
 } // namespace velvora::testing

@@ -23,11 +23,7 @@ using testing::midiHeader;
 using testing::midiTrack;
 using testing::tempoEvent;
 
-MidiScanState scanOf(const std::string& bytes) {
-    MidiScanState s;
-    s.midiBuffer = bytes;
-    return s;
-}
+using testing::scanOf;
 
 TEST(MidiHeaderWords, DigitsAreJoinedWithoutPadding) {
     struct Case {
