@@ -95,11 +95,12 @@ void Playback::mixInto(float* out, unsigned frames, std::uint64_t deviceEnd) {
     read_.store(r + n, std::memory_order_release);
     const std::uint64_t device = deviceEnd - (frames - n);
     const unsigned s = seq_.load(std::memory_order_relaxed);
+    // A sequence lock: odd while the three values change. Release stores keep the odd mark
+    // ahead of them, so that a reader who sees a new value also sees the mark.
     seq_.store(s + 1, std::memory_order_relaxed);
-    std::atomic_thread_fence(std::memory_order_release);
-    doneRead_.store(r + n, std::memory_order_relaxed);
-    doneDevice_.store(device, std::memory_order_relaxed);
-    historyWrite_.store(h + n, std::memory_order_relaxed);
+    doneRead_.store(r + n, std::memory_order_release);
+    doneDevice_.store(device, std::memory_order_release);
+    historyWrite_.store(h + n, std::memory_order_release);
     seq_.store(s + 2, std::memory_order_release);
 }
 
@@ -107,9 +108,8 @@ double Playback::heardIndex() const {
     std::uint64_t read, device;
     for (;;) {
         const unsigned s1 = seq_.load(std::memory_order_acquire);
-        read = doneRead_.load(std::memory_order_relaxed);
-        device = doneDevice_.load(std::memory_order_relaxed);
-        std::atomic_thread_fence(std::memory_order_acquire);
+        read = doneRead_.load(std::memory_order_acquire);
+        device = doneDevice_.load(std::memory_order_acquire);
         if (!(s1 & 1) && seq_.load(std::memory_order_relaxed) == s1) break;
         std::this_thread::yield();
     }
@@ -127,9 +127,8 @@ bool Playback::lastHeard(float* out, unsigned frames) const {
     std::uint64_t hist, device;
     for (;;) {
         const unsigned s1 = seq_.load(std::memory_order_acquire);
-        hist = historyWrite_.load(std::memory_order_relaxed);
-        device = doneDevice_.load(std::memory_order_relaxed);
-        std::atomic_thread_fence(std::memory_order_acquire);
+        hist = historyWrite_.load(std::memory_order_acquire);
+        device = doneDevice_.load(std::memory_order_acquire);
         if (!(s1 & 1) && seq_.load(std::memory_order_relaxed) == s1) break;
         std::this_thread::yield();
     }
