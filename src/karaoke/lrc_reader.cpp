@@ -152,10 +152,10 @@ void Show_Lyrics(App& app, std::string& text) {
                 const int seconds = clampToInt(vb::Val(toUtf8(tag.size() > 3 ? tag.substr(3, 2) : Text32())));
                 const double t = static_cast<double>(minutes) * 60.0 + seconds;
 
-                // Every stamp opens a line of its own: the "/" put in front is a line break.
-                std::string upper = "/" + vb::UpperText(toUtf8(words));
+                // Every stamp opens a line of its own: the text gets a "/" in front, which is a
+                // line break and is cut again at once, so only its effect stays.
+                std::string upper = vb::UpperText(toUtf8(words));
                 column = 0;
-                upper.erase(0, 1);
                 if (lineNo < INT16_MAX) ++lineNo;
                 m.lyricLines.resize(static_cast<std::size_t>(lineNo) + 1);
 
