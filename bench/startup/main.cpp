@@ -4,6 +4,7 @@
 // The program is measured as a whole process (this file run with --child), so that loading,
 // Qt's start, the engine's devices and the soundfont all count, as they do for a user.
 #include "core/startup.h"
+#include "engine/api.h"
 #include "platform/qt/qt_services.h"
 #include "ui/main_window.h"
 
@@ -35,7 +36,10 @@ int runChild(int argc, char** argv) {
     if (!velvora::Form_Initialize(window.app())) return 1;
     velvora::Form_Load(window.app());
     // The Empty state is reached; what follows is teardown.
-    return window.app().s.font ? 0 : 2;
+    const int status = window.app().s.font ? 0 : 2;
+    BASS_RecordFree();
+    BASS_Free();
+    return status;
 }
 
 double runMs(const std::vector<std::string>& args) {

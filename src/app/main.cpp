@@ -1,5 +1,6 @@
 // Velvora: a karaoke player and multitrack recorder.
 #include "core/startup.h"
+#include "engine/api.h"
 #include "platform/qt/qt_services.h"
 #include "ui/main_window.h"
 
@@ -22,5 +23,9 @@ int main(int argc, char** argv) {
     velvora::Form_Load(app);
     if (process.ended()) return 1;
     window.show();
-    return QApplication::exec();
+    const int status = QApplication::exec();
+    // Whichever way the program ended, the devices are let go before the process goes.
+    BASS_RecordFree();
+    BASS_Free();
+    return status;
 }

@@ -77,6 +77,17 @@ void Engine::startThreads() {
     Syncs::instance().start();
 }
 
+Engine::~Engine() {
+    std::unique_ptr<OutputBackend> out;
+    {
+        std::lock_guard lock(deviceMutex);
+        out = std::move(output);
+        initialised = false;
+    }
+    stopThreads();
+    if (out) out->stop();
+}
+
 void Engine::stopThreads() {
     {
         std::lock_guard lock(updateMutex_);

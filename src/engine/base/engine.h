@@ -88,6 +88,10 @@ class Engine {
     double heardFrame();
     bool realtime = false;
 
+    // At the end of the process the engine's threads are stopped and joined even when the program
+    // never freed the device; channels are left to the process's end.
+    ~Engine();
+
   private:
     Engine() = default;
     void updateMain();
