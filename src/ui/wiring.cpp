@@ -5,7 +5,7 @@
 #include "karaoke/lyric_timing.h"
 #include "karaoke/painter_setup.h"
 #include "karaoke/word_extraction.h"
-#include "metering/spectrum_palette.h"
+#include "metering/palette.h"
 #include "settings/app_settings.h"
 #include "transport/level_controls.h"
 #include "transport/playlist.h"

@@ -1,4 +1,4 @@
-#include "metering/spectrum_palette.h"
+#include "metering/palette.h"
 
 namespace velvora::metering {
 

@@ -1,4 +1,4 @@
-#include "livespec_controls.h"
+#include "live_input_controls.h"
 
 #include <QDialog>
 

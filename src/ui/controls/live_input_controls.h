@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ui_frmLiveSpec.h"
+#include "ui_live_input.h"
 #include "vumeterpicture.h"
 
 #include <array>
