@@ -4,7 +4,7 @@
 #include "core/controls.h"
 #include "core/files.h"
 #include "ui/controls/lyricpicture.h"
-#include "ui/controls/spectrumpicture.h"
+#include "ui/controls/barpicture.h"
 
 #include <QGuiApplication>
 #include <QMainWindow>

@@ -1,4 +1,4 @@
-#include "spectrumpicture.h"
+#include "barpicture.h"
 
 #include <QPaintEvent>
 #include <QPainter>
