@@ -6,6 +6,7 @@
 #include "karaoke/painter_setup.h"
 #include "karaoke/word_extraction.h"
 #include "metering/palette.h"
+#include "metering/spectrum.h"
 #include "settings/app_settings.h"
 #include "transport/level_controls.h"
 #include "transport/playlist.h"
@@ -105,6 +106,7 @@ void wire(App& app) {
     wireMenus(app);
     wireTransport(app);
     karaoke::wireLyricTimers(app);
+    app.tmr.tmrSpectrum->onTick = [&app] { metering::UpdateSpectrum(app); };
 }
 
 } // namespace velvora::ui
