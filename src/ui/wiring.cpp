@@ -1,6 +1,7 @@
 #include "ui/wiring.h"
 
 #include "core/startup.h"
+#include "karaoke/channel_strip.h"
 #include "karaoke/lrc_reader.h"
 #include "karaoke/lyric_timing.h"
 #include "karaoke/painter_setup.h"
@@ -107,6 +108,11 @@ void wire(App& app) {
     wireTransport(app);
     karaoke::wireLyricTimers(app);
     app.tmr.tmrSpectrum->onTick = [&app] { metering::UpdateSpectrum(app); };
+    for (int i = 0; i < 16; ++i)
+        QObject::connect(app.ui.Check1[static_cast<std::size_t>(i)], &QCheckBox::toggled,
+                         [&app, i] { karaoke::Check1_Click(app, i); });
+    on(app.ui.CmdOn, &QPushButton::clicked, app, &karaoke::CmdOn_Click);
+    on(app.ui.CmdOff, &QPushButton::clicked, app, &karaoke::CmdOff_Click);
 }
 
 } // namespace velvora::ui
