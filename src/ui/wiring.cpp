@@ -1,6 +1,7 @@
 #include "ui/wiring.h"
 
 #include "core/startup.h"
+#include "effects/effects.h"
 #include "karaoke/channel_strip.h"
 #include "karaoke/lrc_reader.h"
 #include "karaoke/lyric_timing.h"
@@ -113,6 +114,7 @@ void wire(App& app) {
                          [&app, i] { karaoke::Check1_Click(app, i); });
     on(app.ui.CmdOn, &QPushButton::clicked, app, &karaoke::CmdOn_Click);
     on(app.ui.CmdOff, &QPushButton::clicked, app, &karaoke::CmdOff_Click);
+    effects::wireEffects(app);
 }
 
 } // namespace velvora::ui
