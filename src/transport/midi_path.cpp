@@ -92,6 +92,14 @@ void MidiRepeat(App& app) {
     setMidiSyncs(app);
 }
 
+void resetTouchedLevels(App& app) {
+    if (!app.s.levelsTouched) return;
+    app.s.levelsTouched = false;
+    neutralKeyAndTempo(app);
+    setEnabled(app.ui.CmdRec, true);
+    app.s.midiActive = false;
+}
+
 void enableAfterMidiStop(App& app) {
     auto& ui = app.ui;
     for (QAction* a : {ui.MnuExit, ui.MnuOpenSong, ui.wavp3}) setEnabled(a, true);
@@ -108,12 +116,7 @@ void MidiEnd(App& app) {
     s.songEnded = false;
     // An ended song has nothing to pause: the Ready state has Pause off.
     setEnabled(ui.CmdPause, false);
-    if (s.levelsTouched) {
-        s.levelsTouched = false;
-        neutralKeyAndTempo(app);
-        setEnabled(ui.CmdRec, true);
-        s.midiActive = false;
-    }
+    resetTouchedLevels(app);
     ui.Picture3->cls();
     app.tmr.TimTps->setEnabled(false);
     app.tmr.Timer1->setEnabled(false);

@@ -19,6 +19,8 @@ void setMixTimeTempoSyncs(App& app);
 // Sets the end sync on `chan` (audio songs and packages).
 void setEndSync(App& app);
 
+// When the user moved tone, tempo or key: those back to neutral, Rec on, the MIDI mode left.
+void resetTouchedLevels(App& app);
 // Load, Play and the menus come back, Stop goes, as after the end or the stop of a MIDI song.
 void enableAfterMidiStop(App& app);
 

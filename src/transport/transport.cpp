@@ -275,12 +275,7 @@ void Cmd_Stop_Click(App& app) {
     Session& s = app.s;
     auto& ui = app.ui;
     setEnabled(ui.CmdPause, false);
-    if (s.levelsTouched) {
-        s.levelsTouched = false;
-        neutralKeyAndTempo(app);
-        setEnabled(ui.CmdRec, true);
-        s.midiActive = false;
-    }
+    resetTouchedLevels(app);
     ui.Picture3->cls();
     ui.Sldposition->setValue(0);
     app.tmr.TimTps->setEnabled(false);

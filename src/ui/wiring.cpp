@@ -8,7 +8,7 @@
 #include "karaoke/painter_setup.h"
 #include "karaoke/word_extraction.h"
 #include "metering/palette.h"
-#include "metering/spectrum.h"
+#include "metering/frequency_bars.h"
 #include "settings/app_settings.h"
 #include "transport/level_controls.h"
 #include "transport/playlist.h"

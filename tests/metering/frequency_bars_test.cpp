@@ -1,6 +1,6 @@
 #include "engine/api.h"
+#include "metering/frequency_bars.h"
 #include "metering/palette.h"
-#include "metering/spectrum.h"
 #include "support/app_fixture.h"
 #include "support/song_files.h"
 #include "transport/song_open.h"

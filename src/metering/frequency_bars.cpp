@@ -1,4 +1,4 @@
-#include "metering/spectrum.h"
+#include "metering/frequency_bars.h"
 
 #include "ui/controls/barpicture.h"
 
