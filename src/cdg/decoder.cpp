@@ -12,11 +12,12 @@ namespace {
 // whole screen writes 64,800.
 constexpr std::size_t kTileCost = 1;
 constexpr std::size_t kScreenCost = kWidth * kHeight / (kTileWidth * kTileHeight);
-// A screen is saved once the drawing since the last restart point costs this much to replay (a
-// few hundred microseconds), but not more often than every half second of packets, which bounds
-// the memory kept for files that do nothing but scroll.
-constexpr std::size_t kReplayBudget = 4096;
-constexpr std::size_t kMinSavedScreenSpacing = kPacketsPerSecond / 2;
+// A screen is saved once the drawing since the last restart point costs this much to replay
+// (under a millisecond: some 16,000 tiles or 18 whole-screen moves), but not more often than once
+// a second of packets, which bounds the memory kept (32 KB a screen, 8 MB for four minutes of a
+// file that does nothing but scroll; a real song needs a few).
+constexpr std::size_t kReplayBudget = 16384;
+constexpr std::size_t kMinSavedScreenSpacing = kPacketsPerSecond;
 // A memory preset becomes a restart point when what came since the last one is worth skipping.
 constexpr std::size_t kMinClearedSpacingCost = 64;
 

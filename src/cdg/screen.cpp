@@ -153,17 +153,34 @@ void Screen::shownIndexes(std::span<std::uint8_t> out) const {
 }
 
 void Screen::shownRgb(std::span<std::uint8_t> out) const {
-    const std::array<Rgb, kColours> rgb = palette();
-    std::size_t n = 0;
+    // Pixels go out in pairs: a table of every pair of colours as eight bytes (six of RGB, then
+    // anything), so that a pair is one eight-byte store that the next pair's store partly
+    // overwrites; the row's last pair is stored exactly. 294 pixels a row make whole pairs.
+    static_assert(kShownWidth % 2 == 0);
+    std::array<Rgb, kColours> rgb = palette();
+    std::array<std::array<std::uint8_t, 8>, kColours * kColours> pair{};
+    for (std::size_t i = 0; i < pair.size(); ++i) {
+        const Rgb a = rgb[i & 15], b = rgb[i >> 4];
+        pair[i] = {a.r, a.g, a.b, b.r, b.g, b.b, 0, 0};
+    }
+    const std::size_t rowBytes = std::size_t{kShownWidth} * 3;
     for (int y = 0; y < kShownHeight; ++y) {
+        const std::size_t at = static_cast<std::size_t>(y) * rowBytes;
         const std::uint8_t* row = &pixels_[static_cast<std::size_t>((y + kBorderY) * kWidth + kBorderX)];
-        for (int x = 0; x < kShownWidth; ++x) {
-            if (n + 3 > out.size()) return;
-            const Rgb& c = rgb[row[x]];
-            out[n++] = c.r;
-            out[n++] = c.g;
-            out[n++] = c.b;
+        std::uint8_t* dst = out.data() + at;
+        if (out.size() < at + rowBytes) { // a short span: what fits, pixel by pixel
+            for (std::size_t x = 0; at + 3 * x + 3 <= out.size(); ++x, dst += 3) {
+                const Rgb& c = rgb[row[x] & 15];
+                dst[0] = c.r;
+                dst[1] = c.g;
+                dst[2] = c.b;
+            }
+            return;
         }
+        std::size_t x = 0;
+        for (; x + 2 < kShownWidth; x += 2, dst += 6)
+            std::memcpy(dst, pair[(row[x] & 15u) | ((row[x + 1] & 15u) << 4)].data(), 8);
+        std::memcpy(dst, pair[(row[x] & 15u) | ((row[x + 1] & 15u) << 4)].data(), 6);
     }
 }
 
