@@ -23,7 +23,8 @@
 // scroll moves the picture by the change of offset as well, right for the horizontal offset and up
 // for the vertical one, which is how ffmpeg's decoder shows them (the tests compare with it). The
 // screen therefore always holds what is shown, and the shown area is the fixed 294 x 204 window
-// inside the border. Scroll command 3 is undefined and moves nothing but the offsets.
+// inside the border. Scroll command 3 is undefined and moves nothing but the offsets; a scroll
+// that moves nothing changes nothing; a copy that moves both ways wraps the whole picture around.
 //
 // Every index read from a packet is masked or range-checked before use: no packet, however
 // malformed, reads or writes outside the screen. A Screen is a plain value; it is not shared

@@ -201,7 +201,6 @@ TEST_F(CdgBesideFfmpeg, ColourLoadsAndTransparentMidSong) {
 }
 
 TEST_F(CdgBesideFfmpeg, BusySong) {
-    CdgWriter w;
     const CdgWriter::Bytes busy = testing::busyCdg(30, 11);
     const fs::path file = dir_ / "busy.cdg";
     std::ofstream(file, std::ios::binary)

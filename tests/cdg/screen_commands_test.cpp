@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace velvora::cdg {
 namespace {
 
@@ -211,6 +213,17 @@ TEST(CdgColours, TableEntriesBecomeRgbAndLoadsChangeWhatIsShownMidSong) {
     late.shownIndexes(indexes);
     EXPECT_EQ(indexes[0], 9);
     EXPECT_EQ(indexes[tilePixel / 3], 1);
+    // A short span takes what fits and nothing past it.
+    std::vector<std::uint8_t> few(11, 0x77);
+    late.shownRgb(std::span(few).first(10));
+    EXPECT_EQ(few[6], 0x22);
+    EXPECT_EQ(few[8], 0x22);
+    EXPECT_EQ(few[9], 0x77);
+    EXPECT_EQ(few[10], 0x77);
+    std::fill(few.begin(), few.end(), 0x77);
+    late.shownIndexes(std::span(few).first(3));
+    EXPECT_EQ(few[2], 9);
+    EXPECT_EQ(few[3], 0x77);
 }
 
 TEST(CdgColours, TransparentColourIsNoneUntilDefinedAndMayChange) {
