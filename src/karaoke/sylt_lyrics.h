@@ -1,6 +1,7 @@
 // Synchronised lyrics from the tags of an audio song: the end tags read at each audio open, the
 // quick test for a lyric frame, and the lyric frame's entries turned into the word model, so that
-// the song sings along through the same timing engine and painter as a MIDI song.
+// the song sings along through the same timing engine and painter as a MIDI song. All of them run
+// on the UI thread.
 #pragma once
 
 #include "core/app.h"

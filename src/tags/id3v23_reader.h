@@ -8,6 +8,11 @@
 // agree for small frames only, and a larger text frame puts every frame behind it out of step. An
 // extended header is read as 13 bytes (18 with a CRC), which is also out of step with the
 // frames behind it. These are the reader's known ways and are kept.
+//
+// A read runs on the UI thread: it yields to the window system between frames, so the window's
+// handlers may run in the middle of it, and it may show a message box. A file whose bytes end
+// early ends the read with what was gathered; no read goes outside the file and no buffer is
+// larger than the frame being read.
 #pragma once
 
 #include "platform/clock.h"

@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <limits>
 
@@ -43,15 +42,6 @@ std::int32_t clampToInt32(long long v) {
 }
 
 } // namespace
-
-std::string NumberText(double value) {
-    char buf[64];
-    if (value == std::floor(value) && std::fabs(value) < 1e15)
-        std::snprintf(buf, sizeof buf, "%lld", static_cast<long long>(value));
-    else
-        std::snprintf(buf, sizeof buf, "%.15g", value);
-    return buf;
-}
 
 void mMP3::ReadEndTags(const std::string& path) {
     info.Path = path;
@@ -137,7 +127,7 @@ std::optional<XingResult> mMP3::XingBitRate(std::uint64_t fileLength, std::int32
     XingResult r;
     r.seconds = seconds;
     r.BitRate =
-        NumberText(std::floor(static_cast<double>(fileLength) * 8.0 / (seconds * 1000.0))) + " Kbit (VBR)";
+        vb::CStr(std::floor(static_cast<double>(fileLength) * 8.0 / (seconds * 1000.0))) + " Kbit (VBR)";
     return r;
 }
 
@@ -170,7 +160,7 @@ void mMP3::ReadMpegHeader(ByteSource& file) {
 
     const int n = b2 & 15;
     const double base = n <= 3 ? 22.05 : n <= 7 ? 24 : 16;
-    info.Frequency = NumberText(base * v) + " Hz";
+    info.Frequency = vb::CStr(base * v) + " Hz";
 
     const int kbit = bitRate(b2 >> 4, v);
     const long long length = static_cast<long long>(file.size());
@@ -209,7 +199,7 @@ void mMP3::ReadMpegHeader(ByteSource& file) {
     static const char* const modes[] = {" Stereo", " Joint Stereo", " 2 Channel", " Mono"};
     info.ChannelMode = modes[(b3 >> 6) & 3];
 
-    info.SizeMb = NumberText(std::floor(static_cast<double>(length) / 1024 / 1024 * 100) / 100) + " MB";
+    info.SizeMb = vb::CStr(std::floor(static_cast<double>(length) / 1024 / 1024 * 100) / 100) + " MB";
 }
 
 } // namespace velvora::tags

@@ -3,6 +3,9 @@
 // simpler than the formats': the frequency is the figure in kilohertz with " Hz" behind it, one
 // bit-rate table serves every layer, the frame search does not skip an ID3v2 tag, and a Xing frame
 // count becomes seconds at 38, 38 and 39 frames a second in turn.
+//
+// The reader touches nothing but its own object and the file, which it only reads: any thread may
+// use an object of its own.
 #pragma once
 
 #include "tags/byte_source.h"
@@ -63,9 +66,5 @@ class mMP3 {
         return value >= low && value <= high;
     }
 };
-
-// A number as the module writes it into its texts: whole numbers without a point, others with
-// up to fifteen significant digits.
-std::string NumberText(double value);
 
 } // namespace velvora::tags
