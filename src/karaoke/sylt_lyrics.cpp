@@ -44,6 +44,7 @@ int characters(const std::string& utf8) {
 }
 
 void fillFromTags(App& app, const std::string& path) {
+    // The audio clock and the word counter that goes with it start again.
     app.s.timing.lyricClock = 0;
     app.s.lyricPos = 0;
     app.tmr.tmrSYLTmp3->setEnabled(false);
