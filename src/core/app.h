@@ -4,13 +4,16 @@
 
 #include "core/session.h"
 #include "platform/services.h"
-#include "ui/controls/main_controls.h"
 
 #include <functional>
 #include <memory>
 #include <string>
 
 namespace velvora {
+
+namespace widgets {
+struct MainControls;
+}
 
 // The main window's timers with their design intervals and states.
 struct Timers {
@@ -74,9 +77,9 @@ inline void call(const std::function<void()>& f) {
 }
 
 struct App {
-    App(ui::MainControls& controls, platform::Services& services);
+    App(widgets::MainControls& controls, platform::Services& services);
 
-    ui::MainControls& ui;
+    widgets::MainControls& ui;
     platform::Services& sys;
     Session s;
     Timers tmr;

@@ -3,8 +3,9 @@
 #include "core/controller.h"
 #include "core/controls.h"
 #include "core/files.h"
-#include "ui/controls/lyricpicture.h"
-#include "ui/controls/barpicture.h"
+#include "widgets/barpicture.h"
+#include "widgets/lyricpicture.h"
+#include "widgets/main_controls.h"
 
 #include <QGuiApplication>
 #include <QMainWindow>

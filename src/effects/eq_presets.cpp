@@ -1,6 +1,7 @@
 #include "core/files.h"
 #include "core/vb_text.h"
 #include "effects/effects.h"
+#include "widgets/main_controls.h"
 
 #include <QSlider>
 

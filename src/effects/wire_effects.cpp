@@ -1,4 +1,5 @@
 #include "effects/effects.h"
+#include "widgets/main_controls.h"
 
 #include <QCheckBox>
 #include <QPushButton>

@@ -1,6 +1,6 @@
 #include "karaoke/lyric_painter.h"
 
-#include "ui/controls/lyricpicture.h"
+#include "widgets/lyricpicture.h"
 
 #include <QFontMetrics>
 #include <QFontMetricsF>
@@ -172,7 +172,7 @@ QFont lyricFont(const FontSpec& f, int width, QPaintDevice* device) {
 }
 
 void TypeItX5Pic(App& app, const std::string& line, const std::string& word, std::int32_t column,
-                 const std::string& nextLine, ui::LyricPicture* picture) {
+                 const std::string& nextLine, widgets::LyricPicture* picture) {
     (void)line;
     (void)nextLine;
     if (!picture) return;

@@ -1,6 +1,7 @@
 #include "karaoke/lyric_timing.h"
 
 #include "karaoke/lyric_painter.h"
+#include "widgets/main_controls.h"
 
 #include <cmath>
 #include <cstdint>

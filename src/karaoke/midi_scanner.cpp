@@ -2,7 +2,8 @@
 
 #include "core/files.h"
 #include "core/vb_text.h"
-#include "ui/controls/lyricpicture.h"
+#include "widgets/lyricpicture.h"
+#include "widgets/main_controls.h"
 
 #include <QFontMetrics>
 #include <QString>

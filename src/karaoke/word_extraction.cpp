@@ -3,7 +3,8 @@
 #include "core/mod_bass.h"
 #include "core/vb_text.h"
 #include "karaoke/karaoke_header.h"
-#include "ui/controls/lyricpicture.h"
+#include "widgets/lyricpicture.h"
+#include "widgets/main_controls.h"
 
 #include <QString>
 

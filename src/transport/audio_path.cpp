@@ -7,7 +7,8 @@
 #include "transport/level_controls.h"
 #include "transport/midi_path.h"
 #include "transport/song_open.h"
-#include "ui/controls/lyricpicture.h"
+#include "widgets/lyricpicture.h"
+#include "widgets/main_controls.h"
 
 namespace velvora::transport {
 

@@ -5,7 +5,8 @@
 #include "core/mod_bass.h"
 #include "core/startup.h"
 #include "transport/song_open.h"
-#include "ui/controls/lyricpicture.h"
+#include "widgets/lyricpicture.h"
+#include "widgets/main_controls.h"
 
 #include <cmath>
 

@@ -8,7 +8,8 @@
 #include "core/vb_text.h"
 #include "transport/audio_path.h"
 #include "transport/midi_path.h"
-#include "ui/controls/lyricpicture.h"
+#include "widgets/lyricpicture.h"
+#include "widgets/main_controls.h"
 
 #include <filesystem>
 

@@ -7,8 +7,8 @@
 #include "karaoke/lyric_timing.h"
 #include "karaoke/painter_setup.h"
 #include "karaoke/word_extraction.h"
-#include "metering/palette.h"
 #include "metering/frequency_bars.h"
+#include "metering/palette.h"
 #include "settings/app_settings.h"
 #include "transport/level_controls.h"
 #include "transport/playlist.h"
@@ -16,7 +16,8 @@
 #include "transport/song_open.h"
 #include "transport/transport.h"
 
-#include "ui/controls/clicklabel.h"
+#include "widgets/clicklabel.h"
+#include "widgets/main_controls.h"
 
 #include <QAction>
 #include <QApplication>
@@ -67,17 +68,17 @@ void wireTransport(App& app) {
     on(ui.Sldposition, &QSlider::sliderReleased, app, &Sldposition_Release);
 
     on(ui.SldTempo, &QSlider::valueChanged, app, &SldTempo_Change);
-    on(ui.LblTempo, &ClickLabel::clicked, app, &LblTempo_Click);
+    on(ui.LblTempo, &widgets::ClickLabel::clicked, app, &LblTempo_Click);
     on(ui.Vscroll1, &QSlider::valueChanged, app, &Vscroll1_Change);
-    on(ui.LblPitch, &ClickLabel::clicked, app, &LblPitch_Click);
+    on(ui.LblPitch, &widgets::ClickLabel::clicked, app, &LblPitch_Click);
     on(ui.Sldvol, &QSlider::valueChanged, app, &Sldvol_Change);
     on(ui.SldMidi, &QSlider::valueChanged, app, &SldMidi_Change);
-    on(ui.Lbltmp, &ClickLabel::clicked, app, &Lbltmp_Click);
-    on(ui.LblTone, &ClickLabel::clicked, app, &LblTone_Click);
+    on(ui.Lbltmp, &widgets::ClickLabel::clicked, app, &Lbltmp_Click);
+    on(ui.LblTone, &widgets::ClickLabel::clicked, app, &LblTone_Click);
     on(ui.HscrollTempo, &QSlider::valueChanged, app, &HscrollTempo_Change);
-    on(ui.LblToneM, &ClickLabel::clicked, app, &LblToneM_Click);
+    on(ui.LblToneM, &widgets::ClickLabel::clicked, app, &LblToneM_Click);
     on(ui.Hstempo, &QSlider::valueChanged, app, &Hstempo_Change);
-    on(ui.LbltKTM, &ClickLabel::clicked, app, &LbltKTM_Click);
+    on(ui.LbltKTM, &widgets::ClickLabel::clicked, app, &LbltKTM_Click);
     on(ui.SldVolume, &QSlider::valueChanged, app, &SldVolume_Change);
     on(ui.Slider1, &QSlider::valueChanged, app, &Slider1_Change);
     for (int i = 0; i < 2; ++i)

@@ -6,7 +6,7 @@
 #include "karaoke/lyric_timing.h"
 #include "karaoke/painter_setup.h"
 #include "support/app_fixture.h"
-#include "ui/controls/lyricpicture.h"
+#include "widgets/lyricpicture.h"
 
 #include <QImage>
 
