@@ -95,10 +95,4 @@ void PlayTimer_Timer(App& app) {
     app.tmr.PlayTimer->setInterval(100);
 }
 
-void wireLyricTimers(App& app) {
-    app.tmr.Timer1->onTick = [&app] { Timer1_Timer(app); };
-    app.tmr.tmrSYLTmp3->onTick = [&app] { tmrSYLTmp3_Timer(app); };
-    app.tmr.PlayTimer->onTick = [&app] { PlayTimer_Timer(app); };
-}
-
 } // namespace velvora::karaoke

@@ -21,6 +21,10 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QCheckBox>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QSlider>
 
 namespace velvora::ui {
 
@@ -45,9 +49,14 @@ void wireHooks(App& app) {
     };
 }
 
+template <class Widget, class Signal, class Handler>
+void on(Widget* w, Signal signal, Handler handler) {
+    if (w) QObject::connect(w, signal, handler);
+}
+
 template <class Widget, class Signal>
 void on(Widget* w, Signal signal, App& app, void (*routine)(App&)) {
-    if (w) QObject::connect(w, signal, [&app, routine] { routine(app); });
+    on(w, signal, [&app, routine] { routine(app); });
 }
 
 void wireTransport(App& app) {
@@ -93,6 +102,42 @@ void wireTransport(App& app) {
     app.tmr.tmrPlaybackPosition->onTick = [&app] { tmrPlaybackPosition_Timer(app); };
 }
 
+void wireEffects(App& app) {
+    using namespace effects;
+    auto& ui = app.ui;
+    on(ui.ChkRev, &QCheckBox::toggled, app, &ChkRev_Click);
+    on(ui.Sldrev, &QSlider::valueChanged, app, &Sldrev_Change);
+    on(ui.Chkphaser, &QCheckBox::toggled, app, &Chkphaser_Click);
+    on(ui.Sldphaser[1], &QSlider::valueChanged, [&app] { Sldphaser_Change(app, 1); });
+    on(ui.Chkequalizer, &QPushButton::clicked, app, &Chkequalizer_Click);
+    for (int i = 0; i < static_cast<int>(ui.SldEq.size()); ++i)
+        on(ui.SldEq[static_cast<std::size_t>(i)], &QSlider::valueChanged,
+           [&app, i] { SldEq_Change(app, i); });
+    for (int i = 0; i < static_cast<int>(ui.vcompr.size()); ++i)
+        on(ui.vcompr[static_cast<std::size_t>(i)], &QSlider::valueChanged,
+           [&app, i] { vcompr_Change(app, i); });
+    on(ui.Slider3[0], &QSlider::valueChanged, [&app] { Slider3_Change(app, 0); });
+    on(ui.Chklow, &QCheckBox::toggled, app, &Chklow_Click);
+    on(ui.Chkcmp, &QCheckBox::toggled, app, &Chkcmp_Click);
+    on(ui.Veq1, &QScrollBar::valueChanged, app, &Veq1_Change);
+    on(ui.Chkrem, &QCheckBox::toggled, app, &Chkrem_Click);
+    on(ui.CmdReset, &QPushButton::clicked, app, &CmdReset_Click);
+
+    Hooks& h = app.hooks;
+    h.SldEq_Change = [&app](int band) { SldEq_Change(app, band); };
+    h.Chkrem_Click = [&app] { Chkrem_Click(app); };
+    h.Sldphaser_Change = [&app](int index) { Sldphaser_Change(app, index); };
+    h.vcompr_Change = [&app](int index) { vcompr_Change(app, index); };
+    h.Slider3_Change = [&app](int index) { return Slider3_Change(app, index); };
+}
+
+void wireLyricTimers(App& app) {
+    using namespace karaoke;
+    app.tmr.Timer1->onTick = [&app] { Timer1_Timer(app); };
+    app.tmr.tmrSYLTmp3->onTick = [&app] { tmrSYLTmp3_Timer(app); };
+    app.tmr.PlayTimer->onTick = [&app] { PlayTimer_Timer(app); };
+}
+
 void wireMenus(App& app) {
     auto& ui = app.ui;
     QObject::connect(ui.MnuExit, &QAction::triggered, [&app] { MnuExit_Click(app); });
@@ -108,14 +153,14 @@ void wire(App& app) {
     wireHooks(app);
     wireMenus(app);
     wireTransport(app);
-    karaoke::wireLyricTimers(app);
+    wireLyricTimers(app);
     app.tmr.tmrSpectrum->onTick = [&app] { metering::UpdateSpectrum(app); };
     for (int i = 0; i < 16; ++i)
         QObject::connect(app.ui.Check1[static_cast<std::size_t>(i)], &QCheckBox::toggled,
                          [&app, i] { karaoke::Check1_Click(app, i); });
     on(app.ui.CmdOn, &QPushButton::clicked, app, &karaoke::CmdOn_Click);
     on(app.ui.CmdOff, &QPushButton::clicked, app, &karaoke::CmdOff_Click);
-    effects::wireEffects(app);
+    wireEffects(app);
 }
 
 } // namespace velvora::ui

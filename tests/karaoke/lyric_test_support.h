@@ -62,7 +62,6 @@ class LyricFixture : public AppFixture {
         AppFixture::SetUp();
         karaoke::SetupLyricSurface(*app);
         karaoke::PainterFontStage(*app, 1);
-        karaoke::wireLyricTimers(*app);
     }
 
     // Fills the model as the scan of a KAR file does: times are ticks times msPerTick, columns
