@@ -4,6 +4,8 @@
 #include "core/controls.h"
 #include "core/files.h"
 #include "core/startup.h"
+#include "effects/effects.h"
+#include "karaoke/lrc_reader.h"
 #include "transport/level_controls.h"
 #include "transport/midi_path.h"
 #include "transport/song_open.h"
@@ -16,8 +18,8 @@ namespace {
 
 void commonHead(App& app) {
     auto& ui = app.ui;
-    call(app.hooks.NVKTagClear);
-    call(app.hooks.ClearNVK);
+    call(app.pending.NVKTagClear);
+    call(app.pending.ClearNVK);
     setShown(ui.LblMidi, false);
     setShown(ui.CmdOn, false);
     setShown(ui.CmdOff, false);
@@ -56,11 +58,12 @@ void packageBranch(App& app) {
     const std::string lyric = joinPath(app.appFolder, "TMPK/LIRICA.LRC");
     if (EsisteFile(lyric)) {
         app.s.timing.lyricFilePath = lyric;
-        call(app.hooks.Chargement_Paroles);
-        call(app.hooks.Show_Lyrics);
+        bool read = false;
+        karaoke::Chargement_Paroles(app, read);
+        karaoke::Show_Lyrics(app, app.s.timing.lyricFileText);
         app.tmr.PlayTimer->setEnabled(true);
     }
-    if (app.hooks.Sldphaser_Change) app.hooks.Sldphaser_Change(1);
+    effects::Sldphaser_Change(app, 1);
     setShown(ui.Chkphaser, true);
     setShown(ui.ChkRev, true);
     setShown(ui.LblComp, true);
@@ -70,13 +73,13 @@ void packageBranch(App& app) {
     deleteFiles(joinPath(app.appFolder, "TMPK"), "*.*");
     PerPausa(app);
     if (app.sys.process.ended()) return;
-    call(app.hooks.Decrypt);
+    call(app.pending.Decrypt);
     if (s.stemCount == 3) {
         ui.Slider2[2]->setValue(127);
         ui.Check1[2]->setChecked(true);
-        call(app.hooks.SyltContrM);
+        call(app.pending.SyltContrM);
         if (s.syltPending) {
-            call(app.hooks.Mp3SyltM);
+            call(app.pending.Mp3SyltM);
             app.tmr.Timer1->setEnabled(true);
             app.tmr.tmrSYLTmp3->setEnabled(true);
         }
@@ -110,14 +113,14 @@ void packageBranch(App& app) {
     s.songTitle = titleOf(s.FileName);
     setCaption(ui.LabelSongLength, s.songTitle);
     if (FileExists(resolveCaseInsensitive(app.appFolder, "SongCustom/" + GetFileName(s.FileName) + ".txt")))
-        call(app.hooks.ModMulti);
+        call(app.pending.ModMulti);
     setEnabled(ui.CmdMidi, true);
-    if (ui.Chkequalizer->isChecked() && app.hooks.vcompr_Change) app.hooks.vcompr_Change(0);
+    if (ui.Chkequalizer->isChecked()) effects::vcompr_Change(app, 0);
     SldVolume_Change(app);
     for (int i = 0; i < 3; ++i) Slider2_Change(app, i);
     s.lyricPos = 0;
-    call(app.hooks.NVKTag);
-    call(app.hooks.NVKLEGGO_FILE);
+    call(app.pending.NVKTag);
+    call(app.pending.NVKLEGGO_FILE);
     BASS_ChannelPlay(s.chan, 0);
     setEnabled(ui.CmdStw, true);
     setEnabled(ui.CmdPause, true);
@@ -140,10 +143,10 @@ void audioBranch(App& app) {
     s.songTitle = titleOf(s.FileName);
     setCaption(ui.LabelSongLength, s.songTitle);
     s.lyricPos = 0;
-    call(app.hooks.Load_File_Tags);
+    call(app.pending.Load_File_Tags);
     if (!s.hasTagLyrics) {
-        call(app.hooks.SyltContr);
-        if (s.syltPending) call(app.hooks.Mp3Sylt);
+        call(app.pending.SyltContr);
+        if (s.syltPending) call(app.pending.Mp3Sylt);
     }
     // Stop belongs to a playing song: the pass made by the open leaves it off, as the Ready
     // state has it.

@@ -4,6 +4,7 @@
 #include "core/controls.h"
 #include "core/mod_bass.h"
 #include "core/startup.h"
+#include "karaoke/word_extraction.h"
 #include "transport/song_open.h"
 #include "widgets/lyricpicture.h"
 #include "widgets/main_controls.h"
@@ -85,7 +86,7 @@ void showMidiLength(App& app) {
 void MidiRepeat(App& app) {
     Session& s = app.s;
     s.midiActive = true;
-    call(app.hooks.GetKaraoke);
+    karaoke::GetKaraoke(app);
     s.chan = modBass::MIDI_StreamCreateFile(s.FileName, BASS_STREAM_AUTOFREE, 44100);
     // The handle is not tested: a file that has gone away leaves the song silent until Stop.
     showMidiLength(app);

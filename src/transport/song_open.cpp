@@ -6,6 +6,8 @@
 #include "core/mod_bass.h"
 #include "core/startup.h"
 #include "core/vb_text.h"
+#include "karaoke/word_extraction.h"
+#include "settings/app_settings.h"
 #include "transport/audio_path.h"
 #include "transport/midi_path.h"
 #include "widgets/lyricpicture.h"
@@ -35,12 +37,12 @@ void neutralControls(App& app, Road road) {
 void openMidi(App& app, Road road) {
     Session& s = app.s;
     auto& ui = app.ui;
-    if (road == Road::Load) call(app.hooks.NVKTagClear);
+    if (road == Road::Load) call(app.pending.NVKTagClear);
     if (road == Road::Load) setEnabled(ui.CmdMidi, false);
     setEnabled(ui.CmdRec, true);
     BASS_StreamFree(s.chan);
     setEnabled(ui.Chkrem, false);
-    call(app.hooks.GetKaraoke);
+    karaoke::GetKaraoke(app);
     s.chan = modBass::MIDI_StreamCreateFile(s.FileName, BASS_STREAM_AUTOFREE, 44100);
     if (!s.chan) {
         Error_(app, "Can't play the file");
@@ -81,12 +83,12 @@ void open(App& app, Road road) {
     if (road == Road::Load) setEnabled(ui.MnuOpenSong, false);
     if (road != Road::Reopen) setEnabled(ui.CmdCarica, false);
     if (road == Road::Load) setCaption(ui.LblPrenota, "");
-    if (road != Road::Menu) call(app.hooks.visionLoad);
+    if (road != Road::Menu) settings::visionLoad(app);
     if (road == Road::Load) s.levelsTouched = false;
     s.songFresh = true;
     ui.Picture3->cls();
     neutralControls(app, road);
-    if (road == Road::Load) call(app.hooks.NVKTagClear);
+    if (road == Road::Load) call(app.pending.NVKTagClear);
     Clear(app);
     s.midiLoaded = false;
     setEnabled(ui.CmdPlw, false);
@@ -99,11 +101,11 @@ void open(App& app, Road road) {
     s.songStartedMark = false;
     s.songFresh = true;
     if (road != Road::Reopen) s.FileName.clear();
-    if (road == Road::Load) call(app.hooks.visionLoad);
+    if (road == Road::Load) settings::visionLoad(app);
     setEnabled(ui.Cmd_play, false);
 
     // From here a failing step is passed over and the next one runs.
-    call(app.hooks.KillTemp);
+    call(app.pending.KillTemp);
     if (s.pauseUsed) {
         s.pauseUsed = false;
         BASS_Free();

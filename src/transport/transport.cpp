@@ -6,6 +6,7 @@
 #include "core/mod_bass.h"
 #include "core/startup.h"
 #include "core/vb_text.h"
+#include "effects/effects.h"
 #include "transport/audio_path.h"
 #include "transport/level_controls.h"
 #include "transport/midi_path.h"
@@ -33,10 +34,10 @@ void finishTake(App& app, bool midiDoor) {
     setShown(ui.Picture2, false);
     app.tmr.Timer3->setEnabled(false);
     if (midiDoor) setEnabled(ui.Cmd_play, false);
-    call(app.hooks.Encode_Stop);
+    call(app.pending.Encode_Stop);
     BASS_StreamFree(s.chan);
-    call(app.hooks.StopCapture);
-    call(app.hooks.WriteCapture);
+    call(app.pending.StopCapture);
+    call(app.pending.WriteCapture);
     setShown(ui.Pbregg, true);
     for (int value : {20, 40, 60, 100}) {
         app.sys.clock.sleep(1000);
@@ -48,7 +49,7 @@ void finishTake(App& app, bool midiDoor) {
         "Crea NVK(SI)  Crea Wave(NO) ", platform::vbYesNoCancel | platform::vbInformation,
         midiDoor ? "RECORDER" : "Recorder"));
     if (s.answer == platform::vbCancel) {
-        call(app.hooks.Annulla_Rec);
+        call(app.pending.Annulla_Rec);
         return;
     }
     if (s.answer == platform::vbYes) {
@@ -58,11 +59,11 @@ void finishTake(App& app, bool midiDoor) {
         setShown(ui.LblTm[1], false);
         s.capture.recBuffer.clear();
         s.capture.recLength = 0;
-        call(app.hooks.Mp3Enc);
+        call(app.pending.Mp3Enc);
         if (midiDoor) app.sys.dialogs.msgBox("Done!", platform::vbQuestion, "Velvora");
         return;
     }
-    call(app.hooks.AudioMixer);
+    call(app.pending.AudioMixer);
     s.capture.recBuffer.clear();
     s.capture.recLength = 0;
     if (!midiDoor) {
@@ -111,7 +112,7 @@ void Cmd_play_Click(App& app) {
     s.lyricTick = 0;
     setShown(ui.CmdPlw, false);
     app.tmr.Timer1->setEnabled(true);
-    call(app.hooks.NVKTagClear);
+    call(app.pending.NVKTagClear);
     setShown(ui.CmdOff, true);
     setEnabled(ui.CmdMidi, true);
     if (shown(ui.CmdOn)) s.midiChannelVolume = 0;
@@ -123,7 +124,7 @@ void Cmd_play_Click(App& app) {
     app.tmr.TimTps->setEnabled(true);
     s.lyricPos = 0;
     s.customName = GetFileName(s.FileName);
-    if (settingsFileExists(app, s.customName)) call(app.hooks.modMidi);
+    if (settingsFileExists(app, s.customName)) call(app.pending.modMidi);
     if (!s.tempoPresetApplied) {
         SetTempo(app, true);
         setMixTimeTempoSyncs(app);
@@ -133,7 +134,7 @@ void Cmd_play_Click(App& app) {
     s.lyricPos = 0;
     app.tmr.tmrSpectrum->setEnabled(true);
     if (s.recordArmed) {
-        call(app.hooks.Encode_Wave);
+        call(app.pending.Encode_Wave);
         if (!s.recordArmed) {
             app.tmr.tmrSpectrum->setEnabled(false);
             app.tmr.tmrPlaybackPosition->setEnabled(false);
@@ -221,9 +222,9 @@ void CmdPlw_Click(App& app) {
     app.tmr.TimTps->setEnabled(true);
     s.customName = GetFileName(s.FileName);
     if (settingsFileExists(app, s.customName))
-        call(app.hooks.ModAudio);
+        call(app.pending.ModAudio);
     else
-        call(app.hooks.DefAudio);
+        call(app.pending.DefAudio);
     if (!s.chan) {
         // A tracker module would be the last try; the path is the dialog's.
         s.chan = modBass::MusicLoad(s.dialogFileName, s.floatFlag | 0x204, 0);
@@ -234,7 +235,7 @@ void CmdPlw_Click(App& app) {
     }
     SldVolume_Change(app);
     if (s.recordArmed) {
-        call(app.hooks.Encode_Wave);
+        call(app.pending.Encode_Wave);
         if (!s.recordArmed) {
             app.tmr.tmrSYLTmp3->setEnabled(false);
             app.tmr.tmrSpectrum->setEnabled(false);
@@ -245,18 +246,16 @@ void CmdPlw_Click(App& app) {
             return;
         }
     }
-    if (ui.Chkrem->isChecked()) call(app.hooks.Chkrem_Click);
+    if (ui.Chkrem->isChecked()) effects::Chkrem_Click(app);
     BASS_ChannelSetAttribute(s.chan, BASS_ATTRIB_TEMPO_PITCH, static_cast<float>(-ui.SldMp3[1]->value()));
     BASS_ChannelSetAttribute(s.chan, BASS_ATTRIB_TEMPO_PITCH, static_cast<float>(ui.SldMp3[0]->value()));
     BASS_ChannelPlay(s.chan, 0);
     setEnabled(ui.CmdPause, true);
     app.tmr.tmrSpectrum->setEnabled(true);
     setEnabled(ui.Slider3[0], false);
-    call(app.hooks.GetBPM);
-    if (app.hooks.Slider3_Change) {
-        app.hooks.Slider3_Change(0);
-        app.hooks.Slider3_Change(1);
-    }
+    call(app.pending.GetBPM);
+    effects::Slider3_Change(app, 0);
+    effects::Slider3_Change(app, 1);
 }
 
 void CmdPause_Click(App& app) {

@@ -3,10 +3,8 @@
 #include "core/startup.h"
 #include "effects/effects.h"
 #include "karaoke/channel_strip.h"
-#include "karaoke/lrc_reader.h"
 #include "karaoke/lyric_timing.h"
 #include "karaoke/painter_setup.h"
-#include "karaoke/word_extraction.h"
 #include "metering/frequency_bars.h"
 #include "metering/palette.h"
 #include "settings/app_settings.h"
@@ -30,19 +28,15 @@ namespace velvora::ui {
 
 namespace {
 
+// The calls that go up from the core. The explorer hooks stay empty: the program has no explorer
+// window; the pending hooks wait for their subsystems.
 void wireHooks(App& app) {
     Hooks& h = app.hooks;
     h.confload = [&app] { settings::confload(app); };
-    h.visionLoad = [&app] { settings::visionLoad(app); };
     h.lyricSurfaceInit = [&app] { karaoke::SetupLyricSurface(app); };
     h.painterFontStage = [&app] { karaoke::PainterFontStage(app, 1); };
     h.spectrumInit = [&app] { metering::InitSpectrum(app); };
-    h.GetKaraoke = [&app] { karaoke::GetKaraoke(app); };
-    h.Chargement_Paroles = [&app] {
-        bool ok = false;
-        karaoke::Chargement_Paroles(app, ok);
-    };
-    h.Show_Lyrics = [&app] { karaoke::Show_Lyrics(app, app.s.timing.lyricFileText); };
+    h.SldEq_Change = [&app](int band) { effects::SldEq_Change(app, band); };
     h.unloadOtherWindows = [&app] {
         for (QWidget* w : QApplication::topLevelWidgets())
             if (w != app.ui.window && w->isVisible()) w->close();
@@ -122,13 +116,6 @@ void wireEffects(App& app) {
     on(ui.Veq1, &QScrollBar::valueChanged, app, &Veq1_Change);
     on(ui.Chkrem, &QCheckBox::toggled, app, &Chkrem_Click);
     on(ui.CmdReset, &QPushButton::clicked, app, &CmdReset_Click);
-
-    Hooks& h = app.hooks;
-    h.SldEq_Change = [&app](int band) { SldEq_Change(app, band); };
-    h.Chkrem_Click = [&app] { Chkrem_Click(app); };
-    h.Sldphaser_Change = [&app](int index) { Sldphaser_Change(app, index); };
-    h.vcompr_Change = [&app](int index) { vcompr_Change(app, index); };
-    h.Slider3_Change = [&app](int index) { return Slider3_Change(app, index); };
 }
 
 void wireLyricTimers(App& app) {
