@@ -53,6 +53,13 @@ void on(Widget* w, Signal signal, App& app, void (*routine)(App&)) {
     on(w, signal, [&app, routine] { routine(app); });
 }
 
+// An indexed control: each element runs the routine with its own index.
+template <class Widget, std::size_t N, class Signal>
+void onEach(const std::array<Widget*, N>& widgets, Signal signal, App& app, void (*routine)(App&, int)) {
+    for (std::size_t i = 0; i < N; ++i)
+        on(widgets[i], signal, [&app, routine, i] { routine(app, static_cast<int>(i)); });
+}
+
 void wireTransport(App& app) {
     using namespace transport;
     auto& ui = app.ui;
@@ -84,12 +91,8 @@ void wireTransport(App& app) {
     on(ui.LbltKTM, &widgets::ClickLabel::clicked, app, &LbltKTM_Click);
     on(ui.SldVolume, &QSlider::valueChanged, app, &SldVolume_Change);
     on(ui.Slider1, &QSlider::valueChanged, app, &Slider1_Change);
-    for (int i = 0; i < 2; ++i)
-        QObject::connect(ui.SldMp3[static_cast<std::size_t>(i)], &QSlider::valueChanged,
-                         [&app, i] { SldMp3_Change(app, i); });
-    for (int i = 0; i < 16; ++i)
-        QObject::connect(ui.Slider2[static_cast<std::size_t>(i)], &QSlider::valueChanged,
-                         [&app, i] { Slider2_Change(app, i); });
+    onEach(ui.SldMp3, &QSlider::valueChanged, app, &SldMp3_Change);
+    onEach(ui.Slider2, &QSlider::valueChanged, app, &Slider2_Change);
 
     app.tmr.TimTps->onTick = [&app] { TimTps_Timer(app); };
     app.tmr.tmrMidiTest->onTick = [&app] { tmrMidiTest_Timer(app); };
@@ -104,12 +107,8 @@ void wireEffects(App& app) {
     on(ui.Chkphaser, &QCheckBox::toggled, app, &Chkphaser_Click);
     on(ui.Sldphaser[1], &QSlider::valueChanged, [&app] { Sldphaser_Change(app, 1); });
     on(ui.Chkequalizer, &QPushButton::clicked, app, &Chkequalizer_Click);
-    for (int i = 0; i < static_cast<int>(ui.SldEq.size()); ++i)
-        on(ui.SldEq[static_cast<std::size_t>(i)], &QSlider::valueChanged,
-           [&app, i] { SldEq_Change(app, i); });
-    for (int i = 0; i < static_cast<int>(ui.vcompr.size()); ++i)
-        on(ui.vcompr[static_cast<std::size_t>(i)], &QSlider::valueChanged,
-           [&app, i] { vcompr_Change(app, i); });
+    onEach(ui.SldEq, &QSlider::valueChanged, app, &SldEq_Change);
+    onEach(ui.vcompr, &QSlider::valueChanged, app, &vcompr_Change);
     on(ui.Slider3[0], &QSlider::valueChanged, [&app] { Slider3_Change(app, 0); });
     on(ui.Chklow, &QCheckBox::toggled, app, &Chklow_Click);
     on(ui.Chkcmp, &QCheckBox::toggled, app, &Chkcmp_Click);
@@ -142,9 +141,7 @@ void wire(App& app) {
     wireTransport(app);
     wireLyricTimers(app);
     app.tmr.tmrSpectrum->onTick = [&app] { metering::UpdateSpectrum(app); };
-    for (int i = 0; i < 16; ++i)
-        QObject::connect(app.ui.Check1[static_cast<std::size_t>(i)], &QCheckBox::toggled,
-                         [&app, i] { karaoke::Check1_Click(app, i); });
+    onEach(app.ui.Check1, &QCheckBox::toggled, app, &karaoke::Check1_Click);
     on(app.ui.CmdOn, &QPushButton::clicked, app, &karaoke::CmdOn_Click);
     on(app.ui.CmdOff, &QPushButton::clicked, app, &karaoke::CmdOff_Click);
     wireEffects(app);
