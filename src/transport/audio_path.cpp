@@ -3,6 +3,7 @@
 #include "core/controller.h"
 #include "core/controls.h"
 #include "core/files.h"
+#include "core/song_state.h"
 #include "core/startup.h"
 #include "effects/effects.h"
 #include "karaoke/lrc_reader.h"
@@ -27,14 +28,8 @@ void commonHead(App& app) {
     setEnabled(ui.Check1[3], false);
     setEnabled(ui.Slider2[3], false);
     setEnabled(ui.SldMidi, false);
-    for (QWidget* w : {static_cast<QWidget*>(ui.Vscroll1), static_cast<QWidget*>(ui.HscrollTempo),
-                       static_cast<QWidget*>(ui.LblToneM), static_cast<QWidget*>(ui.LblPitch),
-                       static_cast<QWidget*>(ui.Sldvol), static_cast<QWidget*>(ui.Cmd_play)})
-        setShown(w, false);
-    for (QWidget* w : {static_cast<QWidget*>(ui.SldMp3[0]), static_cast<QWidget*>(ui.SldMp3[1]),
-                       static_cast<QWidget*>(ui.LblTone), static_cast<QWidget*>(ui.SldVolume),
-                       static_cast<QWidget*>(ui.CmdStw), static_cast<QWidget*>(ui.CmdPlw)})
-        setShown(w, true);
+    setShown({ui.Vscroll1, ui.HscrollTempo, ui.LblToneM, ui.LblPitch, ui.Sldvol, ui.Cmd_play}, false);
+    setShown({ui.SldMp3[0], ui.SldMp3[1], ui.LblTone, ui.SldVolume, ui.CmdStw, ui.CmdPlw}, true);
     setEnabled(ui.SldTempo, false);
     ui.Picture3->cls();
     setEnabled(ui.Chkrem, true);
@@ -86,10 +81,7 @@ void packageBranch(App& app) {
     }
     setShown(ui.HscrollTempo, true);
     setShown(ui.LblToneM, true);
-    for (QWidget* w : {static_cast<QWidget*>(ui.Vscroll1), static_cast<QWidget*>(ui.LblPitch),
-                       static_cast<QWidget*>(ui.SldMp3[1]), static_cast<QWidget*>(ui.LblTone),
-                       static_cast<QWidget*>(ui.SldVolume), static_cast<QWidget*>(ui.Sldvol)})
-        setShown(w, false);
+    setShown({ui.Vscroll1, ui.LblPitch, ui.SldMp3[1], ui.LblTone, ui.SldVolume, ui.Sldvol}, false);
     app.tmr.tmrSpectrum->setEnabled(true);
     LayoutPackage(app);
 
@@ -122,8 +114,7 @@ void packageBranch(App& app) {
     call(app.pending.NVKTag);
     call(app.pending.NVKLEGGO_FILE);
     BASS_ChannelPlay(s.chan, 0);
-    setEnabled(ui.CmdStw, true);
-    setEnabled(ui.CmdPause, true);
+    showSongState(app, SongState::PackagePlaying);
 }
 
 void audioBranch(App& app) {

@@ -4,6 +4,7 @@
 #include "core/controls.h"
 #include "core/files.h"
 #include "core/mod_bass.h"
+#include "core/song_state.h"
 #include "core/startup.h"
 #include "core/vb_text.h"
 #include "karaoke/word_extraction.h"
@@ -51,12 +52,17 @@ void openMidi(App& app, Road road) {
     showMidiLength(app);
     s.lyrics.clear();
     setMidiSyncs(app);
-    setEnabled(ui.Cmd_play, true);
+    if (road == Road::Reopen) {
+        // The song in hand again: Load stays as it stands.
+        setEnabled(ui.Cmd_play, true);
+        setShown(ui.Cmd_play, true);
+    } else {
+        showSongState(app, SongState::MidiReady);
+    }
     s.songTitle = titleOf(s.FileName);
     setCaption(ui.LabelSongLength, s.songTitle);
     for (ChannelInfo& c : s.channelStrip) c.first = 0;
     ui.Slider2[3]->setValue(0);
-    setShown(ui.Cmd_play, true);
     setEnabled(ui.Slider2[3], false);
     setEnabled(ui.SldMidi, false);
     ui.SldMidi->setValue(0);
@@ -125,11 +131,13 @@ void open(App& app, Road road) {
         request.initialFolder = s.dialogFolder;
         const std::optional<std::string> chosen = app.sys.dialogs.openFile(request);
         if (!chosen) {
-            setEnabled(ui.Cmd_play, false);
             if (road == Road::Load) {
+                showSongState(app, SongState::Empty);
                 setEnabled(ui.BtnMix, false);
-                setEnabled(ui.CmdCarica, true);
                 setEnabled(ui.MnuOpenSong, true);
+            } else {
+                // The menu road leaves Load as it stands: off, so only the menu can try again.
+                setEnabled(ui.Cmd_play, false);
             }
             return;
         }
@@ -141,8 +149,13 @@ void open(App& app, Road road) {
     }
 
     if (!isMidiSong(s.FileName)) {
-        if (road != Road::Reopen) PlayAudio(app);
-        setEnabled(ui.CmdPlw, true);
+        if (road == Road::Reopen) {
+            // The song in hand is not prepared again: only its Play button comes back.
+            setEnabled(ui.CmdPlw, true);
+            return;
+        }
+        PlayAudio(app);
+        showSongState(app, isPackageSong(s.FileName) ? SongState::PackageReady : SongState::AudioReady);
         if (road == Road::Load) s.midiStreamStale = true;
         return;
     }

@@ -4,6 +4,7 @@
 #include "core/controls.h"
 #include "core/files.h"
 #include "core/mod_bass.h"
+#include "core/song_state.h"
 #include "core/startup.h"
 #include "core/vb_text.h"
 #include "effects/effects.h"
@@ -75,6 +76,22 @@ void finishTake(App& app, bool midiDoor) {
     }
 }
 
+// A take armed before Play starts its recording here. When the recorder refuses, the song does
+// not start: its stream goes, the menus come back and its Play button is enabled again.
+bool recordingRefused(App& app, QPushButton* play, bool audioDoor) {
+    Session& s = app.s;
+    if (!s.recordArmed) return false;
+    call(app.pending.Encode_Wave);
+    if (s.recordArmed) return false;
+    if (audioDoor) app.tmr.tmrSYLTmp3->setEnabled(false);
+    app.tmr.tmrSpectrum->setEnabled(false);
+    app.tmr.tmrPlaybackPosition->setEnabled(false);
+    BASS_StreamFree(s.chan);
+    setEnabled(play, true);
+    enamenu(app);
+    return true;
+}
+
 } // namespace
 
 void Cmd_play_Click(App& app) {
@@ -101,14 +118,8 @@ void Cmd_play_Click(App& app) {
     setEnabled(ui.Slider2[3], true);
     setEnabled(ui.SldMidi, true);
     s.midiActive = true;
-    setShown(ui.Vscroll1, true);
-    setShown(ui.SldMp3[1], false);
-    setShown(ui.LblTone, false);
-    setShown(ui.HscrollTempo, false);
-    setShown(ui.LblToneM, false);
-    setShown(ui.LblPitch, true);
-    setShown(ui.SldVolume, false);
-    setShown(ui.Sldvol, true);
+    setShown({ui.Vscroll1, ui.LblPitch, ui.Sldvol}, true);
+    setShown({ui.SldMp3[1], ui.LblTone, ui.HscrollTempo, ui.LblToneM, ui.SldVolume}, false);
     s.lyricTick = 0;
     setShown(ui.CmdPlw, false);
     app.tmr.Timer1->setEnabled(true);
@@ -133,17 +144,7 @@ void Cmd_play_Click(App& app) {
     app.tmr.TimTps->setEnabled(true);
     s.lyricPos = 0;
     app.tmr.tmrSpectrum->setEnabled(true);
-    if (s.recordArmed) {
-        call(app.pending.Encode_Wave);
-        if (!s.recordArmed) {
-            app.tmr.tmrSpectrum->setEnabled(false);
-            app.tmr.tmrPlaybackPosition->setEnabled(false);
-            BASS_StreamFree(s.chan);
-            setEnabled(ui.Cmd_play, true);
-            enamenu(app);
-            return;
-        }
-    }
+    if (recordingRefused(app, ui.Cmd_play, false)) return;
     app.tmr.tmrMidiTest->setEnabled(true);
     Sldvol_Change(app);
     Vscroll1_Change(app);
@@ -154,14 +155,12 @@ void Cmd_play_Click(App& app) {
         setShown(ui.CmdOff, false);
     }
     BASS_ChannelPlay(s.chan, 0);
-    setEnabled(ui.CmdPause, true);
     BASS_MIDI_FontSetVolume(s.font, 0.5f);
     ui.TextR->setText("5");
     setEnabled(ui.cmdstop, true);
-    setEnabled(ui.Cmd_play, false);
     s.songStartedMark = true;
     s.playStarted = true;
-    setEnabled(ui.Cmd_Stop, true);
+    showSongState(app, SongState::MidiPlaying);
 }
 
 void CmdPlw_Click(App& app) {
@@ -177,15 +176,11 @@ void CmdPlw_Click(App& app) {
     if (s.levelsTouched) {
         setEnabled(ui.CmdPause, true);
         ui.SldMp3[1]->setValue(0);
-        setShown(ui.SldMp3[1], true);
-        setShown(ui.LblTone, true);
         setCaption(ui.LblTone, "0");
-        setShown(ui.Vscroll1, false);
         ui.Vscroll1->setValue(0);
-        setShown(ui.LblPitch, false);
         setCaption(ui.LblPitch, "0");
-        setShown(ui.Sldvol, false);
-        setShown(ui.SldVolume, true);
+        setShown({ui.SldMp3[1], ui.LblTone, ui.SldVolume}, true);
+        setShown({ui.Vscroll1, ui.LblPitch, ui.Sldvol}, false);
         ui.Chkrem->setChecked(false);
         ui.SldTempo->setValue(10);
         setCaption(ui.LblTempo, "0%");
@@ -234,23 +229,12 @@ void CmdPlw_Click(App& app) {
         }
     }
     SldVolume_Change(app);
-    if (s.recordArmed) {
-        call(app.pending.Encode_Wave);
-        if (!s.recordArmed) {
-            app.tmr.tmrSYLTmp3->setEnabled(false);
-            app.tmr.tmrSpectrum->setEnabled(false);
-            app.tmr.tmrPlaybackPosition->setEnabled(false);
-            BASS_StreamFree(s.chan);
-            setEnabled(ui.CmdPlw, true);
-            enamenu(app);
-            return;
-        }
-    }
+    if (recordingRefused(app, ui.CmdPlw, true)) return;
     if (ui.Chkrem->isChecked()) effects::Chkrem_Click(app);
     BASS_ChannelSetAttribute(s.chan, BASS_ATTRIB_TEMPO_PITCH, static_cast<float>(-ui.SldMp3[1]->value()));
     BASS_ChannelSetAttribute(s.chan, BASS_ATTRIB_TEMPO_PITCH, static_cast<float>(ui.SldMp3[0]->value()));
     BASS_ChannelPlay(s.chan, 0);
-    setEnabled(ui.CmdPause, true);
+    showSongState(app, SongState::AudioPlaying);
     app.tmr.tmrSpectrum->setEnabled(true);
     setEnabled(ui.Slider3[0], false);
     call(app.pending.GetBPM);
@@ -274,17 +258,8 @@ void CmdPause_Click(App& app) {
 void Cmd_Stop_Click(App& app) {
     Session& s = app.s;
     auto& ui = app.ui;
-    setEnabled(ui.CmdPause, false);
-    resetTouchedLevels(app);
-    ui.Picture3->cls();
+    leaveMidiPlay(app);
     ui.Sldposition->setValue(0);
-    app.tmr.TimTps->setEnabled(false);
-    app.tmr.Timer1->setEnabled(false);
-    app.tmr.tmrSpectrum->setEnabled(false);
-    BASS_StreamFree(s.chan);
-    s.songFresh = false;
-    enableAfterMidiStop(app);
-    Clear(app);
     if (s.recordArmed) finishTake(app, true);
     setEnabled(ui.CmdRec, true);
     s.midiActive = false;
@@ -306,7 +281,7 @@ void CmdStw_Click(App& app) {
         ui.Chkphaser->setChecked(false);
         ui.ChkRev->setChecked(false);
     }
-    if (!s.recordArmed) setEnabled(ui.CmdPlw, true);
+    if (!s.recordArmed) showSongState(app, audioReadyAgain(s.FileName));
     enamenu(app);
     if (s.recordArmed) finishTake(app, false);
     if (s.levelsTouched && s.midiActive) {
