@@ -9,7 +9,8 @@ namespace velvora {
 
 namespace {
 
-constexpr Flag K = Flag::Keep, f = Flag::Off, T = Flag::On;
+// Y on or shown, N off or hidden, K kept.
+constexpr Flag Y = Flag::On, N = Flag::Off, K = Flag::Keep;
 
 struct Row {
     SongState state;
@@ -23,16 +24,16 @@ struct Row {
 constexpr std::array<Row, 10> kRows{{
     //                                          Cmd_play   CmdPlw     Cmd_Stop CmdStw CmdPause CmdCarica
     //                                          on shown   on shown
-    {SongState::Empty,             "Empty",             {f, K,      f, K,      K,       f,     K,       T}},
-    {SongState::MidiReady,         "MidiReady",         {T, T,      f, K,      K,       f,     K,       f}},
-    {SongState::MidiPlaying,       "MidiPlaying",       {f, K,      K, f,      T,       K,     T,       f}},
-    {SongState::MidiReadyAgain,    "MidiReadyAgain",    {T, K,      K, K,      f,       K,     f,       T}},
-    {SongState::AudioReady,        "AudioReady",        {f, f,      T, T,      K,       f,     K,       f}},
-    {SongState::AudioPlaying,      "AudioPlaying",      {f, f,      f, T,      K,       T,     T,       f}},
-    {SongState::AudioReadyAgain,   "AudioReadyAgain",   {K, K,      T, K,      K,       f,     f,       T}},
-    {SongState::PackageReady,      "PackageReady",      {f, f,      T, T,      K,       f,     K,       f}},
-    {SongState::PackagePlaying,    "PackagePlaying",    {f, f,      f, T,      K,       T,     T,       f}},
-    {SongState::PackageReadyAgain, "PackageReadyAgain", {K, K,      T, K,      K,       f,     f,       T}},
+    {SongState::Empty,             "Empty",             {N, K,      N, K,      K,       N,     K,       Y}},
+    {SongState::MidiReady,         "MidiReady",         {Y, Y,      N, K,      K,       N,     K,       N}},
+    {SongState::MidiPlaying,       "MidiPlaying",       {N, K,      K, N,      Y,       K,     Y,       N}},
+    {SongState::MidiReadyAgain,    "MidiReadyAgain",    {Y, K,      K, K,      N,       K,     N,       Y}},
+    {SongState::AudioReady,        "AudioReady",        {N, N,      Y, Y,      K,       N,     K,       N}},
+    {SongState::AudioPlaying,      "AudioPlaying",      {N, N,      N, Y,      K,       Y,     Y,       N}},
+    {SongState::AudioReadyAgain,   "AudioReadyAgain",   {K, K,      Y, K,      K,       N,     N,       Y}},
+    {SongState::PackageReady,      "PackageReady",      {N, N,      Y, Y,      K,       N,     K,       N}},
+    {SongState::PackagePlaying,    "PackagePlaying",    {N, N,      N, Y,      K,       Y,     Y,       N}},
+    {SongState::PackageReadyAgain, "PackageReadyAgain", {K, K,      Y, K,      K,       N,     N,       Y}},
 }};
 // clang-format on
 

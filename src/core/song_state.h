@@ -23,6 +23,12 @@ enum class SongState : std::uint8_t {
     PackageReadyAgain, // stopped, or ended by itself
 };
 
+inline constexpr SongState kSongStates[] = {SongState::Empty,           SongState::MidiReady,
+                                            SongState::MidiPlaying,     SongState::MidiReadyAgain,
+                                            SongState::AudioReady,      SongState::AudioPlaying,
+                                            SongState::AudioReadyAgain, SongState::PackageReady,
+                                            SongState::PackagePlaying,  SongState::PackageReadyAgain};
+
 // What a state asks of one flag of a button: off, on, or left as the way there left it.
 enum class Flag : std::uint8_t { Keep, Off, On };
 

@@ -8,12 +8,6 @@ namespace {
 
 using testing::AppFixture;
 
-constexpr SongState kAll[] = {SongState::Empty,           SongState::MidiReady,
-                              SongState::MidiPlaying,     SongState::MidiReadyAgain,
-                              SongState::AudioReady,      SongState::AudioPlaying,
-                              SongState::AudioReadyAgain, SongState::PackageReady,
-                              SongState::PackagePlaying,  SongState::PackageReadyAgain};
-
 // The buttons are the only guard of the state machine, so every state must leave the user the
 // button that leads on: Load from Empty, Play from a Ready state, Stop from a playing one.
 TEST(SongStates, EveryStateOffersItsWayOn) {
@@ -45,7 +39,7 @@ TEST_F(SongStateWindow, EachStatePutsExactlyItsFlags) {
     QWidget* const buttons[] = {ui.Cmd_play, ui.CmdPlw, ui.Cmd_Stop, ui.CmdStw, ui.CmdPause, ui.CmdCarica};
     auto kept = [](Flag want, Flag seen, Flag before) { return want != Flag::Keep || seen == before; };
     for (bool from : {true, false}) {
-        for (SongState s : kAll) {
+        for (SongState s : kSongStates) {
             for (QWidget* w : buttons) {
                 w->setEnabled(from);
                 w->setVisible(from);
