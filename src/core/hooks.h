@@ -29,7 +29,8 @@ struct Hooks {
 // a subsystem lands, its routines become direct calls from the transport, or upward hooks above
 // where the core calls them, and leave this struct.
 struct PendingHooks {
-    // Encoding.
+    // Encoding: its routines are built (encoding/encoding_flows.h) and wait for the window's own
+    // encoder and for the package maker that the take's flow opens.
     std::function<void()> createLameEncoder; // called by the core at start-up
     std::function<void()> Mp3Enc;
     // Recording.

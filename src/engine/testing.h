@@ -44,7 +44,18 @@ const std::vector<float>& heard();
 void clearHeard();
 void keepHeard(bool on);
 
-// Name of the output device that BASS_Init opened ("No sound" for device 0), empty when none.
+// Name of the output device in use ("No sound" for device 0 or while a lost device is away),
+// empty when none.
 std::string outputName();
+
+// How the output has fared since BASS_Init: underflows the device or the sound server reported,
+// device blocks in which a playing channel's ring ran short, devices lost and devices regained.
+struct OutputHealth {
+    unsigned deviceUnderruns = 0;
+    unsigned ringUnderruns = 0;
+    unsigned failures = 0;
+    unsigned recoveries = 0;
+};
+OutputHealth outputHealth();
 
 } // namespace engine::testing

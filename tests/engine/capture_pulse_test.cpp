@@ -1,8 +1,8 @@
 // Capture from a real PulseAudio server of the test's own: a tone played into a null sink is
 // recorded from that sink's monitor, selected among the inputs by name.
 #include "engine/api.h"
-#include "engine/pulse_server.h"
 #include "engine/stream_fixtures.h"
+#include "pulse/pulse_server.h"
 
 #include <gtest/gtest.h>
 

@@ -1,38 +1,25 @@
 // A MIDI stream on a real output: a PulseAudio server of the test's own with a null sink, whose
-// monitor parec records while the engine plays on the default device.
+// monitor the test records while the engine plays on the default device.
 //
 // How the heard moment of a mark is found: the song has a loud, short note exactly at each lyric
-// mark and nothing else, so each mark's sound starts at a clear onset in the recording. parec
-// writes the monitor to a pipe that a thread reads as it arrives, noting the steady clock at each
-// read. Sample s of the recording was heard at t0 + s / rate; every read that ends at sample S
-// arrived at or after t0 + S / rate, so t0 is estimated as the least (arrival - S / rate) over all
-// reads. That estimate can only be late, by the monitor's smallest delivery delay (a few ms with
-// the small latency asked of parec), which makes the syncs look early by as much, never late. Each
-// delayed lyric sync notes the steady clock when it runs; its lateness is that time less the
-// heard moment of its note's onset.
+// mark and nothing else, so each mark's sound starts at a clear onset in the recording, and the
+// recorder knows when each recorded sample was heard (pulse/monitor_recorder.h: the estimate can
+// only be late, by the monitor's smallest delivery delay, which makes the syncs look early by as
+// much, never late). Each delayed lyric sync notes the steady clock when it runs; its lateness is
+// that time less the heard moment of its note's onset.
 #include "engine/api.h"
-#include "engine/pulse_server.h"
 #include "engine/stream_fixtures.h"
 #include "engine/testing.h"
+#include "pulse/monitor_recorder.h"
+#include "pulse/pulse_server.h"
 #include "support/midi_writer.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <cmath>
-#include <csignal>
-#include <cstdlib>
-#include <cstring>
-#include <fcntl.h>
 #include <mutex>
-#include <optional>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
-
-extern char** environ;
 
 namespace {
 
@@ -40,83 +27,6 @@ using SteadyClock = std::chrono::steady_clock;
 
 using pulsetest::onPath;
 using pulsetest::run;
-using pulsetest::stopProcess;
-
-// Starts a program with its standard output on `outFd`.
-pid_t spawn(const std::vector<std::string>& args, int outFd) {
-    return pulsetest::spawnToFd(args, outFd);
-}
-
-// parec's output read from a pipe as it comes, with the time of each read.
-class Recorder {
-  public:
-    bool start(const std::string& source) {
-        int fds[2];
-        if (pipe2(fds, O_CLOEXEC) != 0) return false;
-        pid_ = spawn({"parec", "-d", source, "--raw", "--format=s16le", "--rate=44100", "--channels=2",
-                      "--latency-msec=2"},
-                     fds[1]);
-        close(fds[1]);
-        if (pid_ < 0) {
-            close(fds[0]);
-            return false;
-        }
-        fd_ = fds[0];
-        reader_ = std::thread([this] {
-            char buf[4096];
-            for (;;) {
-                const ssize_t n = read(fd_, buf, sizeof buf);
-                if (n <= 0) break;
-                const auto now = SteadyClock::now();
-                std::lock_guard lock(mutex_);
-                bytes_.append(buf, static_cast<std::size_t>(n));
-                reads_.push_back({bytes_.size(), now});
-            }
-        });
-        return true;
-    }
-    void stop() {
-        stopProcess(pid_);
-        pid_ = -1;
-        if (reader_.joinable()) reader_.join();
-        if (fd_ >= 0) close(fd_);
-        fd_ = -1;
-    }
-    ~Recorder() { stop(); }
-
-    // Left-channel samples, and the steady-clock time at which sample 0 was heard.
-    std::vector<float> left() const {
-        std::vector<float> out(bytes_.size() / 4);
-        for (std::size_t i = 0; i < out.size(); ++i) {
-            std::int16_t s;
-            std::memcpy(&s, bytes_.data() + i * 4, 2);
-            out[i] = s / 32768.0f;
-        }
-        return out;
-    }
-    SteadyClock::time_point startTime() const {
-        auto best = SteadyClock::time_point::max();
-        for (const Read& r : reads_) {
-            const auto at =
-                r.arrival - std::chrono::duration_cast<SteadyClock::duration>(
-                                std::chrono::duration<double>(static_cast<double>(r.end / 4) / 44100));
-            best = std::min(best, at);
-        }
-        return best;
-    }
-
-  private:
-    struct Read {
-        std::size_t end; // bytes received up to and with this read
-        SteadyClock::time_point arrival;
-    };
-    pid_t pid_ = -1;
-    int fd_ = -1;
-    std::thread reader_;
-    std::mutex mutex_;
-    std::string bytes_;
-    std::vector<Read> reads_;
-};
 
 struct LyricTimes {
     static inline std::mutex lock;
@@ -133,7 +43,7 @@ class RealDeviceMidi : public ::testing::Test {
   protected:
     void SetUp() override {
         if (!onPath("pulseaudio")) GTEST_SKIP() << "pulseaudio is not installed";
-        ASSERT_TRUE(onPath("parec") && onPath("pactl")) << "parec and pactl (pulseaudio-utils) are needed";
+        ASSERT_TRUE(onPath("pactl")) << "pactl (pulseaudio-utils) is needed";
         engine::testing::useVirtualDevice(false);
         ASSERT_TRUE(server_.start("pulse_midi", {"sink_name=velvora_midi rate=44100"}))
             << "the test's PulseAudio did not come up";
@@ -148,7 +58,7 @@ class RealDeviceMidi : public ::testing::Test {
     }
 
     pulsetest::PrivateServer server_;
-    Recorder recorder_;
+    pulsetest::MonitorRecorder recorder_;
     HSOUNDFONT font_ = 0;
 };
 
@@ -172,7 +82,6 @@ TEST_F(RealDeviceMidi, PlaysAudiblyAndLyricSyncsFireWithin20msOfTheHeardMark) {
         fixtures::writeBytes("pulse_marks.mid", miditest::smf(1, 480, {conductor, words, drums}));
 
     ASSERT_TRUE(recorder_.start("velvora_midi.monitor"));
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
     ASSERT_TRUE(BASS_Init(-1, 44100, 0, nullptr, nullptr));
     ASSERT_NE(engine::testing::outputName(), "No sound");
     font_ = BASS_MIDI_FontInit(kFontPath, 0);
@@ -188,11 +97,18 @@ TEST_F(RealDeviceMidi, PlaysAudiblyAndLyricSyncsFireWithin20msOfTheHeardMark) {
     while (BASS_ChannelIsActive(h) && SteadyClock::now() < deadline)
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     EXPECT_EQ(BASS_ChannelIsActive(h), 0u) << "the song did not end in time";
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    ASSERT_TRUE(recorder_.waitForFrames(recorder_.frames() + 44100 / 4, std::chrono::seconds(5)))
+        << "the monitor stopped delivering";
+    const engine::testing::OutputHealth health = engine::testing::outputHealth();
     BASS_Free();
     recorder_.stop();
+    ASSERT_EQ(recorder_.overflows(), 0u) << "the recorder lost audio: this run says nothing of the player";
+    EXPECT_EQ(health.deviceUnderruns, 0u) << "the sound server ran out of audio";
+    EXPECT_EQ(health.ringUnderruns, 0u) << "the engine did not decode ahead in time";
 
-    const std::vector<float> rec = recorder_.left();
+    const std::vector<std::int16_t> stereo = recorder_.samples();
+    std::vector<float> rec(stereo.size() / 2); // the left channel
+    for (std::size_t i = 0; i < rec.size(); ++i) rec[i] = stereo[i * 2] / 32768.0f;
     const SteadyClock::time_point t0 = recorder_.startTime();
     ASSERT_GT(rec.size(), 44100u * 3) << "recorded less than was played";
     float peak = 0;

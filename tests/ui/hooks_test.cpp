@@ -20,7 +20,7 @@ const std::map<std::string, std::string> kKnowinglyEmpty = {
     // The program has no explorer window; the playlist button's hooks do nothing.
     {"showExplorer", "no explorer window"},
     {"hideExplorer", "no explorer window"},
-    // Encoding is not built yet.
+    // Encoding is built but not wired: it waits for the window's encoder and the package maker.
     {"createLameEncoder", "encoding"},
     {"Mp3Enc", "encoding"},
     // Recording is not built yet.

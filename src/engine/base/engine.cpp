@@ -1,9 +1,8 @@
 #include "base/engine.h"
 
+#include "common/thread_priority.h"
 #include "midi/soundfont.h"
 #include "sync/syncs.h"
-
-#include <pthread.h>
 
 #include <algorithm>
 #include <cctype>
@@ -11,47 +10,28 @@
 
 namespace engine {
 
-namespace {
-long long nowNs() {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
-} // namespace
-
 Engine& Engine::instance() {
     static Engine e;
     return e;
 }
 
-void raiseToAudioPriority(std::thread& thread) {
-    // Decoding ahead must not starve behind a busy machine; where the system lets us, the thread
-    // runs with a real-time priority. Where it does not, nothing changes.
-    sched_param param{};
-    param.sched_priority = 10;
-    pthread_setschedparam(thread.native_handle(), SCHED_FIFO, &param);
+unsigned Engine::mixThunk(void* ctx, float* out, unsigned frames, std::uint64_t deviceEnd) {
+    return static_cast<Engine*>(ctx)->mix(out, frames, deviceEnd);
 }
 
-void Engine::renderThunk(void* ctx, float* out, unsigned frames) {
-    static_cast<Engine*>(ctx)->render(out, frames);
-}
-
-void Engine::render(float* out, unsigned frames) {
-    std::fill(out, out + frames * 2, 0.0f);
-    const unsigned long long end = framesRendered.load(std::memory_order_relaxed) + frames;
-    playList.mix(out, frames, end);
+unsigned Engine::mix(float* out, unsigned frames, std::uint64_t deviceEnd) {
+    const unsigned shortChannels = playList.mix(out, frames, deviceEnd);
     const float master = masterVolume.load(std::memory_order_relaxed);
     if (master != 1.0f)
         for (unsigned i = 0; i < frames * 2; ++i) out[i] *= master;
-    lastBlock_.store(frames, std::memory_order_relaxed);
-    lastRenderNs_.store(nowNs(), std::memory_order_relaxed);
-    framesRendered.store(end, std::memory_order_release);
+    return shortChannels;
 }
 
 void Engine::update() {
     const unsigned target = bufferTarget();
+    const unsigned deviceRate = rate();
     for (const ChannelPtr& ch : playList.snapshot())
-        if (Playback* pb = ch->playback()) pb->fill(target, rate);
+        if (Playback* pb = ch->playback()) pb->fill(target, deviceRate);
 }
 
 void Engine::updateMain() {
@@ -78,14 +58,8 @@ void Engine::startThreads() {
 }
 
 Engine::~Engine() {
-    std::unique_ptr<OutputBackend> out;
-    {
-        std::lock_guard lock(deviceMutex);
-        out = std::move(output);
-        initialised = false;
-    }
+    output_.close();
     stopThreads();
-    if (out) out->stop();
 }
 
 void Engine::stopThreads() {
@@ -122,22 +96,6 @@ void Engine::freeAllChannels() {
     for (DWORD h : channels.handles()) freeChannel(h);
     playList.clear();
     Syncs::instance().clearPending();
-}
-
-unsigned Engine::latencyFrames() {
-    return outputLatency.load(std::memory_order_relaxed);
-}
-
-double Engine::heardFrame() {
-    const double rendered = static_cast<double>(framesRendered.load(std::memory_order_acquire));
-    const double latency = latencyFrames();
-    if (!realtime) return std::max(0.0, rendered - latency);
-    // The block last rendered starts being heard `latency` frames later and plays in real time.
-    const double block = lastBlock_.load(std::memory_order_relaxed);
-    const double elapsed =
-        static_cast<double>(nowNs() - lastRenderNs_.load(std::memory_order_relaxed)) * 1e-9;
-    const double played = std::clamp(elapsed * rate, 0.0, block);
-    return std::max(0.0, rendered - block - latency + played);
 }
 
 DWORD guessInputType(const std::string& name) {

@@ -4,9 +4,10 @@
 #include "api.h"
 #include "base/channel.h"
 #include "base/handles.h"
-#include "device/output_backend.h"
+#include "device/output_device.h"
 #include "playback/playback.h"
 
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
@@ -34,19 +35,20 @@ class Engine {
   public:
     static Engine& instance();
 
-    // Output device. `deviceMutex` guards the fields below it.
-    std::mutex deviceMutex;
-    std::unique_ptr<OutputBackend> output;
-    bool initialised = false;
-    int device = 0;
-    unsigned rate = 44100;
+    // The output device and the clock of what is heard (device/output_device.h).
+    OutputDevice& output() { return output_; }
+    const OutputDevice& output() const { return output_; }
+    // True between BASS_Init and BASS_Free.
+    bool deviceReady() const { return output_.isOpen(); }
+    // The device's rate; fixed while it is open.
+    unsigned rate() const { return output_.rate(); }
+    bool realtime() const { return output_.realtime(); }
+    // The device frame that is being heard now; on a real-time device it moves on smoothly between
+    // two device callbacks.
+    double heardFrame() const { return output_.heardFrame(); }
 
     std::atomic<float> masterVolume{1.0f};
     std::atomic<DWORD> floatDsp{0};
-    // Frames the device has asked for since BASS_Init; what is heard lags by the latency.
-    std::atomic<unsigned long long> framesRendered{0};
-    // The output's latency in frames, fixed when the device is opened.
-    std::atomic<unsigned> outputLatency{0};
 
     // Capture device. `captureMutex` guards these.
     std::mutex captureMutex;
@@ -62,9 +64,10 @@ class Engine {
     // The channels the device callback mixes.
     PlayList playList;
 
-    // The device callback's entry: mixes what is ready into `out`. No lock, no allocation.
-    static void renderThunk(void* ctx, float* out, unsigned frames);
-    void render(float* out, unsigned frames);
+    // The device callback's work: mixes what is ready into `out` (zeroed), the last frame being
+    // device frame `deviceEnd`; returns how many playing channels ran short. No lock, no allocation.
+    static unsigned mixThunk(void* ctx, float* out, unsigned frames, std::uint64_t deviceEnd);
+    unsigned mix(float* out, unsigned frames, std::uint64_t deviceEnd);
 
     // Decodes ahead for every playing channel (the update thread's work; testing::advance runs it
     // on the virtual device).
@@ -74,19 +77,16 @@ class Engine {
     void stopThreads();
     // Asks the update thread to fill at once (a channel started or moved).
     void wakeUpdate();
-    // The ring a playing channel keeps filled: about 100 ms.
-    unsigned bufferTarget() const { return rate / 10 < 1024 ? 1024 : rate / 10; }
+    // The ring a playing channel keeps filled: 100 ms, or the device's buffer and 50 ms more when
+    // that is larger, so that a device that asks for its whole buffer at once finds it ready.
+    unsigned bufferTarget() const {
+        return std::max({1024u, rate() / 10, output_.latencyFrames() + rate() / 20});
+    }
 
     // Frees one channel (BASS_StreamFree); false for a stale handle.
     bool freeChannel(DWORD handle);
     // Frees every channel (BASS_Free).
     void freeAllChannels();
-
-    unsigned latencyFrames();
-    // The frame of the device clock that is being heard now; on a real-time device it moves on
-    // smoothly between two device callbacks.
-    double heardFrame();
-    bool realtime = false;
 
     // At the end of the process the engine's threads are stopped and joined even when the program
     // never freed the device; channels are left to the process's end.
@@ -96,17 +96,13 @@ class Engine {
     Engine() = default;
     void updateMain();
 
-    std::atomic<long long> lastRenderNs_{0};
-    std::atomic<unsigned> lastBlock_{0};
+    OutputDevice output_{&Engine::mixThunk, this};
     std::mutex updateMutex_;
     std::condition_variable updateWake_;
     bool updateRunning_ = false;
     bool updateRequested_ = false;
     std::thread updateThread_;
 };
-
-// Gives an engine thread a real-time priority where the system allows it.
-void raiseToAudioPriority(std::thread& thread);
 
 // Guesses an input's type from its name: microphone, line-in, or the monitor of an output.
 DWORD guessInputType(const std::string& name);

@@ -8,12 +8,6 @@ namespace {
 
 using namespace engine;
 
-bool deviceReady() {
-    Engine& e = Engine::instance();
-    std::lock_guard lock(e.deviceMutex);
-    return e.initialised;
-}
-
 // A stream whose samples the caller would push or produce; the program makes one only to learn
 // whether float streams work here.
 class UserStream final : public Channel {};
@@ -21,7 +15,7 @@ class UserStream final : public Channel {};
 } // namespace
 
 HSTREAM BASS_StreamCreate(DWORD freq, DWORD chans, DWORD flags, STREAMPROC* proc, void* user) {
-    if (!deviceReady()) return fail<HSTREAM>(BASS_ERROR_INIT, 0);
+    if (!Engine::instance().deviceReady()) return fail<HSTREAM>(BASS_ERROR_INIT, 0);
     if (freq == 0 || chans == 0 || chans > 8) return fail<HSTREAM>(BASS_ERROR_ILLPARAM, 0);
     auto stream = std::make_shared<UserStream>();
     stream->freq = freq;

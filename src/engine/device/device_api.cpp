@@ -12,15 +12,23 @@ using namespace engine;
 // Version 2.4 in the high word, as the program checks.
 constexpr DWORD kVersion = 0x02040000;
 
+// The system's default output: the default of the first API that opens, else any device that
+// opens; null when none does.
 std::unique_ptr<OutputBackend> openDefaultOutput(unsigned rate) {
     const std::vector<SystemDevice> devices = listOutputDevices();
-    // The default of the first API that opens; a machine without one plays on the no-sound device.
     for (const SystemDevice& d : devices)
         if (d.isDefault)
-            if (auto out = openRtAudioOutput(d, rate)) return out;
+            if (auto out = openSystemOutput(d, rate)) return out;
     for (const SystemDevice& d : devices)
-        if (auto out = openRtAudioOutput(d, rate)) return out;
-    return makeNullOutput();
+        if (auto out = openSystemOutput(d, rate)) return out;
+    return nullptr;
+}
+
+// Device n of the list (1-based); null when it is not there or does not open.
+std::unique_ptr<OutputBackend> openListedOutput(int device, unsigned rate) {
+    const std::vector<SystemDevice> devices = listOutputDevices();
+    if (device < 1 || static_cast<std::size_t>(device) > devices.size()) return nullptr;
+    return openSystemOutput(devices[static_cast<std::size_t>(device) - 1], rate);
 }
 
 } // namespace
@@ -46,12 +54,13 @@ DWORD BASS_GetConfig(DWORD option) {
 
 BOOL BASS_Init(int device, DWORD freq, DWORD flags, void* win, void* clsid) {
     Engine& e = Engine::instance();
-    std::lock_guard lock(e.deviceMutex);
-    if (e.initialised) return fail(BASS_ERROR_ALREADY);
+    if (e.deviceReady()) return fail(BASS_ERROR_ALREADY);
     if (device < -1) return fail(BASS_ERROR_DEVICE);
     const unsigned rate = freq ? freq : 44100;
 
     std::unique_ptr<OutputBackend> out;
+    // How the device is opened again after it was lost (the server quit, the card was pulled).
+    OutputDevice::Reopen reopen;
     if (virtualDeviceInUse()) {
         if (device > 1) return fail(BASS_ERROR_DEVICE);
         out = makeVirtualOutput();
@@ -59,51 +68,39 @@ BOOL BASS_Init(int device, DWORD freq, DWORD flags, void* win, void* clsid) {
         out = makeNullOutput();
     } else if (device == -1) {
         out = openDefaultOutput(rate);
+        if (out)
+            reopen = [rate] { return openDefaultOutput(rate); };
+        else
+            out = makeNullOutput(); // a machine without a device plays on the no-sound device
     } else {
         const std::vector<SystemDevice> devices = listOutputDevices();
         if (static_cast<std::size_t>(device) > devices.size()) return fail(BASS_ERROR_DEVICE);
-        out = openRtAudioOutput(devices[static_cast<std::size_t>(device) - 1], rate);
+        out = openSystemOutput(devices[static_cast<std::size_t>(device) - 1], rate);
         if (!out) return fail(BASS_ERROR_DRIVER);
+        reopen = [device, rate] { return openListedOutput(device, rate); };
     }
 
-    e.rate = rate;
-    e.device = device;
     e.masterVolume = 1.0f;
-    e.framesRendered = 0;
-    e.realtime = out->realtime();
-    e.outputLatency = out->latencyFrames();
-    if (!out->start(rate, &Engine::renderThunk, &e)) return fail(BASS_ERROR_START);
-    e.outputLatency = out->latencyFrames();
-    e.output = std::move(out);
-    e.initialised = true;
+    if (!e.output().open(std::move(out), rate, std::move(reopen)))
+        return fail(e.deviceReady() ? BASS_ERROR_ALREADY : BASS_ERROR_START);
     // Decoding ahead and delayed syncs run on engine threads, except on the virtual device where
     // testing::advance does their work.
-    if (e.realtime) e.startThreads();
+    if (e.realtime()) e.startThreads();
     return ok(1);
 }
 
 BOOL BASS_Free() {
     Engine& e = Engine::instance();
-    std::unique_ptr<OutputBackend> out;
-    {
-        std::lock_guard lock(e.deviceMutex);
-        if (!e.initialised) return fail(BASS_ERROR_INIT);
-        out = std::move(e.output);
-        e.initialised = false;
-    }
-    // Stopped outside the lock: the device thread may be inside the engine right now.
+    if (!e.deviceReady()) return fail(BASS_ERROR_INIT);
+    e.output().close();
     e.stopThreads();
-    if (out) out->stop();
     e.freeAllChannels();
     return ok(1);
 }
 
 BOOL BASS_SetVolume(float volume) {
     Engine& e = Engine::instance();
-    {
-        std::lock_guard lock(e.deviceMutex);
-        if (!e.initialised) return fail(BASS_ERROR_INIT);
-    }
+    if (!e.deviceReady()) return fail(BASS_ERROR_INIT);
     if (!(volume >= 0.0f && volume <= 1.0f)) return fail(BASS_ERROR_ILLPARAM);
     e.masterVolume = volume;
     return ok(1);
@@ -111,10 +108,7 @@ BOOL BASS_SetVolume(float volume) {
 
 float BASS_GetVolume() {
     Engine& e = Engine::instance();
-    {
-        std::lock_guard lock(e.deviceMutex);
-        if (!e.initialised) return fail(BASS_ERROR_INIT, -1.0f);
-    }
+    if (!e.deviceReady()) return fail(BASS_ERROR_INIT, -1.0f);
     return ok(e.masterVolume.load());
 }
 

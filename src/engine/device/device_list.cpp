@@ -1,5 +1,7 @@
 #include "device/device_list.h"
 
+#include "device/pulse_output.h"
+
 #include <alsa/asoundlib.h>
 #include <cstdarg>
 
@@ -19,7 +21,7 @@ std::vector<RtAudio::Api> apisInOrder() {
     std::vector<RtAudio::Api> compiled;
     RtAudio::getCompiledApi(compiled);
     std::vector<RtAudio::Api> out;
-    for (RtAudio::Api wanted : {RtAudio::LINUX_PULSE, RtAudio::LINUX_ALSA, RtAudio::UNIX_JACK})
+    for (RtAudio::Api wanted : {RtAudio::LINUX_ALSA, RtAudio::UNIX_JACK})
         for (RtAudio::Api a : compiled)
             if (a == wanted) out.push_back(a);
     return out;
@@ -27,6 +29,9 @@ std::vector<RtAudio::Api> apisInOrder() {
 
 std::vector<SystemDevice> list(bool outputs) {
     std::vector<SystemDevice> result;
+    // PulseAudio's outputs are the server's business: we offer its default sink and let the
+    // server route it. Its capture sources are listed by name where capture is set up.
+    if (outputs && pulseServerReachable()) result.push_back({RtAudio::LINUX_PULSE, 0, "PulseAudio", true});
     for (RtAudio::Api api : apisInOrder()) {
         try {
             RtAudio audio(api);

@@ -1,5 +1,5 @@
-// The machine's sound devices as RtAudio sees them, in the engine's numbering order:
-// PulseAudio first, then ALSA, then JACK.
+// The machine's sound devices in the engine's numbering order: the PulseAudio server's default
+// sink first (when a server answers), then ALSA's and JACK's devices as RtAudio sees them.
 #pragma once
 
 #include <rtaudio/RtAudio.h>
@@ -10,7 +10,7 @@
 namespace engine {
 
 struct SystemDevice {
-    RtAudio::Api api;
+    RtAudio::Api api; // LINUX_PULSE: the server's default sink, through libpulse
     unsigned id;      // RtAudio's device index within its API
     std::string name; // as RtAudio names it, prefixed by nothing
     bool isDefault;   // RtAudio's default of that API

@@ -39,7 +39,7 @@ class NullOutput final : public OutputBackend {
         const auto start = clock::now();
         unsigned long long framesDone = 0;
         while (running_) {
-            render(ctx, buffer.data(), kPeriodFrames);
+            render(ctx, buffer.data(), kPeriodFrames, kPeriodFrames);
             framesDone += kPeriodFrames;
             const auto due = start + std::chrono::nanoseconds(framesDone * 1000000000ull / rate);
             std::this_thread::sleep_until(due);

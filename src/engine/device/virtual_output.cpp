@@ -39,7 +39,7 @@ class VirtualOutput final : public OutputBackend {
     void advance(unsigned frames, std::vector<float>* keep) {
         if (!render_) return;
         buffer_.resize(static_cast<std::size_t>(frames) * 2);
-        render_(ctx_, buffer_.data(), frames);
+        render_(ctx_, buffer_.data(), frames, 0.0);
         if (keep) keep->insert(keep->end(), buffer_.begin(), buffer_.end());
     }
 
@@ -85,10 +85,7 @@ void advance(unsigned frames) {
     constexpr unsigned kBlock = 512;
     do {
         VirtualOutput* out = nullptr;
-        {
-            std::lock_guard lock(e.deviceMutex);
-            out = dynamic_cast<VirtualOutput*>(e.output.get());
-        }
+        e.output().withBackend([&](OutputBackend* b) { out = dynamic_cast<VirtualOutput*>(b); });
         // The virtual device lives and dies on the test's thread, so it cannot go away meanwhile.
         if (!out) return;
         const unsigned block = std::min(frames, kBlock);
@@ -121,10 +118,12 @@ void keepHeard(bool on) {
     state().keep = on;
 }
 
+OutputHealth outputHealth() {
+    return Engine::instance().output().health();
+}
+
 std::string outputName() {
-    Engine& e = Engine::instance();
-    std::lock_guard lock(e.deviceMutex);
-    return e.output ? e.output->name() : std::string();
+    return Engine::instance().output().name();
 }
 
 } // namespace testing

@@ -11,12 +11,6 @@ using namespace engine;
 
 constexpr DWORD kAllIndex = ~DWORD{0};
 
-bool deviceReady() {
-    Engine& e = Engine::instance();
-    std::lock_guard lock(e.deviceMutex);
-    return e.initialised;
-}
-
 std::shared_ptr<MidiStream> midiStream(DWORD handle) {
     return std::dynamic_pointer_cast<MidiStream>(Engine::instance().channels.get(handle));
 }
@@ -25,7 +19,7 @@ std::shared_ptr<MidiStream> midiStream(DWORD handle) {
 
 HSTREAM BASS_MIDI_StreamCreateFile(BOOL mem, const void* file, QWORD offset, QWORD length, DWORD flags,
                                    DWORD freq) {
-    if (!deviceReady()) return fail<HSTREAM>(BASS_ERROR_INIT, 0);
+    if (!Engine::instance().deviceReady()) return fail<HSTREAM>(BASS_ERROR_INIT, 0);
     if (!file) return fail<HSTREAM>(BASS_ERROR_FILEOPEN, 0);
     if (freq != 0 && (freq < 1000 || freq > 384000)) return fail<HSTREAM>(BASS_ERROR_ILLPARAM, 0);
     std::string path;

@@ -153,7 +153,7 @@ DWORD BASS_ChannelGetLevel(DWORD handle) {
     ChannelPtr ch = channelOf(handle);
     if (!ch) return fail(BASS_ERROR_HANDLE, kFailDword);
     if (DWORD own = 0; ch->ownLevel(own)) return ok(own); // a capture: its last 20 ms captured
-    const unsigned frames = std::max(1u, (ch->decodeOnly() ? ch->freq : Engine::instance().rate) / 50);
+    const unsigned frames = std::max(1u, (ch->decodeOnly() ? ch->freq : Engine::instance().rate()) / 50);
     std::vector<float> recent;
     if (!recentFrames(*ch, recent, frames)) return fail(BASS_ERROR_NOPLAY, kFailDword);
     float left = 0, right = 0;

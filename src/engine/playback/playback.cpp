@@ -70,16 +70,21 @@ std::uint64_t Playback::flush() {
     const std::uint64_t w = write_.load(std::memory_order_relaxed);
     discardTo_.store(w, std::memory_order_release);
     endIndex_.store(kNoEnd, std::memory_order_release);
+    sounding_.store(false, std::memory_order_release);
     return w;
 }
 
-void Playback::mixInto(float* out, unsigned frames, std::uint64_t deviceEnd) {
-    if (state.load(std::memory_order_acquire) != kPlaying) return;
+bool Playback::mixInto(float* out, unsigned frames, std::uint64_t deviceEnd) {
+    if (state.load(std::memory_order_acquire) != kPlaying) return true;
     std::uint64_t r = read_.load(std::memory_order_relaxed);
     r = std::max(r, discardTo_.load(std::memory_order_acquire));
     const std::uint64_t w = write_.load(std::memory_order_acquire);
     const auto n = static_cast<unsigned>(std::min<std::uint64_t>(frames, w > r ? w - r : 0));
-    if (n == 0) return; // an underrun or the end: the last frame read keeps its device frame
+    // Short of frames before the end, once it has begun to sound: the update thread fell behind.
+    const bool whole = n == frames || endIndex_.load(std::memory_order_acquire) != kNoEnd ||
+                       !sounding_.load(std::memory_order_relaxed);
+    if (n == 0) return whole; // an underrun or the end: the last frame read keeps its device frame
+    sounding_.store(true, std::memory_order_relaxed);
     const float vol = channel.volume();
     std::uint64_t h = historyWrite_.load(std::memory_order_relaxed);
     for (unsigned i = 0; i < n; ++i) {
@@ -102,6 +107,7 @@ void Playback::mixInto(float* out, unsigned frames, std::uint64_t deviceEnd) {
     doneDevice_.store(device, std::memory_order_release);
     historyWrite_.store(h + n, std::memory_order_release);
     seq_.store(s + 2, std::memory_order_release);
+    return whole;
 }
 
 double Playback::heardIndex() const {
@@ -113,6 +119,9 @@ double Playback::heardIndex() const {
         if (!(s1 & 1) && seq_.load(std::memory_order_relaxed) == s1) break;
         std::this_thread::yield();
     }
+    // Nothing mixed since the start or the last flush: nothing from there on is heard yet.
+    const std::uint64_t from = discardTo_.load(std::memory_order_acquire);
+    if (read <= from) return static_cast<double>(from) - 1;
     const double heardDevice = Engine::instance().heardFrame();
     const double lag = std::max(0.0, static_cast<double>(device) - heardDevice);
     return std::max(0.0, static_cast<double>(read) - lag);
@@ -196,12 +205,15 @@ std::vector<ChannelPtr> PlayList::snapshot() {
     return owners_;
 }
 
-void PlayList::mix(float* out, unsigned frames, std::uint64_t deviceEnd) {
+unsigned PlayList::mix(float* out, unsigned frames, std::uint64_t deviceEnd) {
+    unsigned shortChannels = 0;
     inMix_.store(true, std::memory_order_seq_cst);
     if (List* list = live_.load(std::memory_order_seq_cst))
-        for (Playback* pb : list->items) pb->mixInto(out, frames, deviceEnd);
+        for (Playback* pb : list->items)
+            if (!pb->mixInto(out, frames, deviceEnd)) ++shortChannels;
     inMix_.store(false, std::memory_order_seq_cst);
     mixCount_.fetch_add(1, std::memory_order_seq_cst);
+    return shortChannels;
 }
 
 } // namespace engine

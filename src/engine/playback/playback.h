@@ -41,10 +41,13 @@ class Playback {
     std::uint64_t endIndex() const { return endIndex_.load(std::memory_order_acquire); }
 
     // --- Device callback side: no lock, no allocation ---
-    void mixInto(float* out, unsigned frames, std::uint64_t deviceEnd);
+    // Adds what is ready; false when the channel had fewer frames ready than asked, after it had
+    // begun to sound and before its end (an underrun of the ring).
+    bool mixInto(float* out, unsigned frames, std::uint64_t deviceEnd);
 
     // --- Anyone ---
-    // The ring index being heard now.
+    // The ring index being heard now; one before the first frame to come while nothing has been
+    // mixed since the start or the last flush.
     double heardIndex() const;
     // True once the end has been heard.
     bool endHeard() const;
@@ -58,7 +61,8 @@ class Playback {
     std::atomic<std::uint64_t> discardTo_{0};
     std::atomic<std::uint64_t> endIndex_{kNoEnd};
     std::atomic<std::uint64_t> epoch_{0};
-    std::mutex pushMutex_; // a push against a flush; never taken by the device callback
+    std::atomic<bool> sounding_{false}; // frames were mixed since the start or the last flush
+    std::mutex pushMutex_;              // a push against a flush; never taken by the device callback
 
     // Published by the device callback: read index and device frame at the end of its last mix.
     std::atomic<unsigned> seq_{0};
@@ -82,8 +86,8 @@ class PlayList {
     void clear();
     std::vector<ChannelPtr> snapshot();
 
-    // Device callback: mixes every playing channel.
-    void mix(float* out, unsigned frames, std::uint64_t deviceEnd);
+    // Device callback: mixes every playing channel; returns how many ran short.
+    unsigned mix(float* out, unsigned frames, std::uint64_t deviceEnd);
 
   private:
     struct List {

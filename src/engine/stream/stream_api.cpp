@@ -11,12 +11,6 @@ namespace {
 
 using namespace engine;
 
-bool deviceReady() {
-    Engine& e = Engine::instance();
-    std::lock_guard lock(e.deviceMutex);
-    return e.initialised;
-}
-
 // Flags a file stream keeps; the rest (the wide-path flag and unknown bits) are dropped.
 constexpr DWORD kStreamFlags =
     BASS_SAMPLE_FLOAT | BASS_SAMPLE_LOOP | BASS_STREAM_DECODE | BASS_STREAM_AUTOFREE;
@@ -31,7 +25,7 @@ DWORD registerChannel(const ChannelPtr& ch) {
 } // namespace
 
 HSTREAM BASS_StreamCreateFile(BOOL mem, const void* file, QWORD offset, QWORD length, DWORD flags) {
-    if (!deviceReady()) return fail<HSTREAM>(BASS_ERROR_INIT, 0);
+    if (!Engine::instance().deviceReady()) return fail<HSTREAM>(BASS_ERROR_INIT, 0);
     if (!file) return fail<HSTREAM>(BASS_ERROR_FILEOPEN, 0);
     std::string path;
     std::vector<char> bytes;
@@ -50,7 +44,7 @@ HSTREAM BASS_StreamCreateFile(BOOL mem, const void* file, QWORD offset, QWORD le
 }
 
 HMUSIC BASS_MusicLoad(BOOL mem, const void* file, QWORD offset, QWORD length, DWORD flags, DWORD freq) {
-    if (!deviceReady()) return fail<HMUSIC>(BASS_ERROR_INIT, 0);
+    if (!Engine::instance().deviceReady()) return fail<HMUSIC>(BASS_ERROR_INIT, 0);
     return fail<HMUSIC>(BASS_ERROR_FILEFORM, 0);
 }
 
@@ -73,7 +67,7 @@ float BASS_FX_TempoGetRateRatio(DWORD chan) {
 }
 
 HSTREAM BASS_Mixer_StreamCreate(DWORD freq, DWORD chans, DWORD flags) {
-    if (!deviceReady()) return fail<HSTREAM>(BASS_ERROR_INIT, 0);
+    if (!Engine::instance().deviceReady()) return fail<HSTREAM>(BASS_ERROR_INIT, 0);
     if (freq == 0 || freq > 384000 || chans == 0 || chans > 8) return fail<HSTREAM>(BASS_ERROR_ILLPARAM, 0);
     constexpr DWORD kKept =
         BASS_SAMPLE_FLOAT | BASS_STREAM_DECODE | BASS_STREAM_AUTOFREE | BASS_MIXER_END | BASS_MIXER_NONSTOP;

@@ -1,5 +1,7 @@
 #include "sync/syncs.h"
 
+#include "common/thread_priority.h"
+
 #include "base/engine.h"
 #include "base/handles.h"
 #include "playback/playback.h"
@@ -103,7 +105,7 @@ double Syncs::dueIn(const Pending& p, bool& dropped) const {
     const double heard = pb->heardIndex();
     if (heard >= p.ring) return 0;
     if (pb->state.load() != Playback::kPlaying) return 1.0; // paused: wait
-    const unsigned rate = Engine::instance().rate;
+    const unsigned rate = Engine::instance().rate();
     return (p.ring - heard) / (rate ? rate : 44100);
 }
 
@@ -173,6 +175,9 @@ void Syncs::start() {
     running_ = true;
     const unsigned generation = ++generation_;
     thread_ = std::thread([this, generation] { threadMain(generation); });
+    // A sync is due at the moment its audio is heard; on a busy machine a thread of normal
+    // priority wakes tens of milliseconds late.
+    raiseToAudioPriority(thread_);
 }
 
 void Syncs::stop() {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <sys/types.h>
@@ -11,6 +12,8 @@
 #include <vector>
 
 namespace pulsetest {
+
+class MonitorRecorder;
 
 bool onPath(const std::string& program);
 // Starts a program with its standard output to a file (or to the given descriptor).
@@ -20,17 +23,29 @@ pid_t spawnToFd(const std::vector<std::string>& args, int outFd);
 int run(const std::vector<std::string>& args);
 void stopProcess(pid_t pid);
 
+// The server keeps a listener on the first sink's monitor that asks for 2 ms blocks: an idle null
+// sink renders two seconds at a time, and the first stream played into it would wait for the rest
+// of such a block before it is heard. With the listener the sink is awake from the start.
 class PrivateServer {
   public:
-    ~PrivateServer() { stop(); }
+    PrivateServer();
+    ~PrivateServer();
     // Starts the server with one null sink per entry of `sinks` (each the module's arguments,
     // e.g. "sink_name=velvora_test rate=44100"). False when it does not come up.
     bool start(const std::string& tag, const std::vector<std::string>& sinks);
+    // Kills the server at once (as a crash would), leaving its folder and the environment.
+    void kill();
+    // Starts the server again after kill(), at the same address and with the same sinks.
+    bool restart();
     void stop();
     const std::filesystem::path& dir() const { return dir_; }
 
   private:
+    bool launch();
     std::filesystem::path dir_;
+    std::string firstSink_;
+    std::unique_ptr<MonitorRecorder> awake_;
+    std::vector<std::string> args_;
     std::vector<std::pair<std::string, std::optional<std::string>>> saved_;
     pid_t server_ = -1;
 };

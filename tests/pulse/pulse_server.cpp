@@ -1,6 +1,6 @@
-#include "engine/pulse_server.h"
+#include "pulse/pulse_server.h"
 
-#include "engine/stream_fixtures.h"
+#include "pulse/monitor_recorder.h"
 
 #include <chrono>
 #include <csignal>
@@ -78,8 +78,22 @@ void stopProcess(pid_t pid) {
     waitpid(pid, nullptr, 0);
 }
 
+PrivateServer::PrivateServer() = default;
+
+PrivateServer::~PrivateServer() {
+    stop();
+}
+
 bool PrivateServer::start(const std::string& tag, const std::vector<std::string>& sinks) {
-    dir_ = fixtures::tempDir() / (tag + "_" + std::to_string(getpid()));
+    firstSink_.clear();
+    if (!sinks.empty()) {
+        const std::size_t at = sinks.front().find("sink_name=");
+        if (at != std::string::npos) {
+            const std::size_t from = at + 10;
+            firstSink_ = sinks.front().substr(from, sinks.front().find(' ', from) - from);
+        }
+    }
+    dir_ = std::filesystem::temp_directory_path() / ("velvora_" + tag + "_" + std::to_string(getpid()));
     std::filesystem::create_directories(dir_ / "pulse");
     for (const char* name : {"HOME", "XDG_RUNTIME_DIR", "PULSE_RUNTIME_PATH", "PULSE_SERVER"}) {
         const char* v = std::getenv(name);
@@ -89,21 +103,44 @@ bool PrivateServer::start(const std::string& tag, const std::vector<std::string>
     setenv("XDG_RUNTIME_DIR", dir_.c_str(), 1);
     setenv("PULSE_RUNTIME_PATH", (dir_ / "pulse").c_str(), 1);
     setenv("PULSE_SERVER", ("unix:" + (dir_ / "pulse" / "native").string()).c_str(), 1);
-    std::vector<std::string> args{"pulseaudio",     "--system=false",      "-n",
-                                  "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no"};
-    for (const std::string& sink : sinks) args.push_back("--load=module-null-sink " + sink);
-    args.push_back("--load=module-native-protocol-unix");
-    args.push_back("--log-target=stderr");
-    server_ = spawn(args);
+    args_ = {"pulseaudio",     "--system=false",      "-n",
+             "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no"};
+    for (const std::string& sink : sinks) args_.push_back("--load=module-null-sink " + sink);
+    args_.push_back("--load=module-native-protocol-unix");
+    args_.push_back("--log-target=stderr");
+    return launch();
+}
+
+bool PrivateServer::launch() {
+    server_ = spawn(args_);
     if (server_ <= 0) return false;
-    for (int i = 0; i < 100; ++i) {
-        if (run({"pactl", "info"}) == 0) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    bool up = false;
+    for (int i = 0; i < 100 && !up; ++i) {
+        up = run({"pactl", "info"}) == 0;
+        if (!up) std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
-    return false;
+    if (!up || firstSink_.empty()) return up;
+    awake_ = std::make_unique<MonitorRecorder>();
+    return awake_->start(firstSink_ + ".monitor", 0, false) &&
+           awake_->waitForFrames(1, std::chrono::seconds(5));
+}
+
+void PrivateServer::kill() {
+    awake_.reset();
+    if (server_ <= 0) return;
+    ::kill(server_, SIGKILL);
+    waitpid(server_, nullptr, 0);
+    server_ = -1;
+}
+
+bool PrivateServer::restart() {
+    if (args_.empty()) return false;
+    kill();
+    return launch();
 }
 
 void PrivateServer::stop() {
+    awake_.reset();
     stopProcess(server_);
     server_ = -1;
     for (auto& [name, value] : saved_) {
