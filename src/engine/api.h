@@ -306,8 +306,9 @@ HRECORD BASS_RecordStart(DWORD freq, DWORD chans, DWORD flags, RECORDPROC* proc,
 using BPMPROC = void(DWORD chan, float bpm, void* user);
 // On the caller's thread, inside BASS_FX_BPM_DecodeGet.
 using BPMPROGRESSPROC = void(DWORD chan, float percent, void* user);
-// minMaxBPM: the low word the lowest and the high word the highest tempo wanted (0: any); the
-// result is doubled or halved into that range.
+// minMaxBPM: the low word the lowest and the high word the highest tempo wanted (0: the usual
+// tapping range, 55 to 190). The result is the tempo a person would tap inside that range: the
+// detector's figure or the multiple or fraction of it that the onsets support best.
 float BASS_FX_BPM_DecodeGet(DWORD chan, double startSec, double endSec, DWORD minMaxBPM, DWORD flags,
                             BPMPROGRESSPROC* proc, void* user);
 BOOL BASS_FX_BPM_CallbackSet(DWORD handle, BPMPROC* proc, double periodSec, DWORD minMaxBPM, DWORD flags,

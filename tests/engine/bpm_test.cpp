@@ -12,13 +12,18 @@
 
 namespace {
 
-std::vector<std::int16_t> clicks(double bpm, double seconds) {
+// A click on every beat; with `kicks`, a low drum on every other beat instead of the click.
+std::vector<std::int16_t> clicks(double bpm, double seconds, bool kicks = false) {
     const int rate = 44100;
     std::vector<std::int16_t> out(static_cast<std::size_t>(seconds * rate) * 2, 0);
     const double beat = 60.0 / bpm * rate;
-    for (double at = 0; at < seconds * rate; at += beat)
+    int n = 0;
+    for (double at = 0; at < seconds * rate; at += beat, ++n)
         for (int i = 0; i < 2000 && static_cast<std::size_t>(at) + i < out.size() / 2; ++i) {
-            const auto v = static_cast<std::int16_t>(20000 * std::exp(-i / 300.0) * std::sin(i * 0.3));
+            const bool kick = kicks && n % 2 == 0;
+            const double phase = kick ? 2 * M_PI * 150.0 * i / rate : i * 0.3;
+            const auto v =
+                static_cast<std::int16_t>(20000 * std::exp(-i / (kick ? 600.0 : 300.0)) * std::sin(phase));
             out[(static_cast<std::size_t>(at) + i) * 2] = out[(static_cast<std::size_t>(at) + i) * 2 + 1] = v;
         }
     return out;
@@ -56,6 +61,25 @@ TEST_F(BpmTest, DecodeGetMeasuresASpanAndAShortFileToItsEnd) {
     EXPECT_EQ(BASS_ErrorGetCode(), BASS_ERROR_DECODE);
     EXPECT_TRUE(BASS_FX_BPM_BeatFree(h));
     EXPECT_FALSE(BASS_FX_BPM_BeatFree(0));
+}
+
+// The detector alone locks on a bar or a half bar of these (58 for 175, 47.5 for 95, 30 for 60 with
+// a kick); the figure must be the beat.
+TEST_F(BpmTest, DecodeGetGivesTheBeatAPersonWouldTap) {
+    for (const auto& [truth, kicks] :
+         {std::pair{175.0, false}, {180.0, true}, {95.0, true}, {60.0, false}, {60.0, true}, {140.0, true}}) {
+        const std::string path = fixtures::writeAudio("beat.wav", clicks(truth, 30, kicks), 2, 44100);
+        const HSTREAM h = BASS_StreamCreateFile(false, path.c_str(), 0, 0, BASS_STREAM_DECODE);
+        ASSERT_NE(h, 0u);
+        EXPECT_NEAR(BASS_FX_BPM_DecodeGet(h, 0, 30, 0, 0, nullptr, nullptr), truth, 1.0)
+            << truth << (kicks ? " with kicks" : " clicks");
+        // Asked for a slower range, the half tempo.
+        EXPECT_NEAR(BASS_FX_BPM_DecodeGet(h, 0, 30, 30 | (static_cast<DWORD>(truth * 0.7) << 16), 0, nullptr,
+                                          nullptr),
+                    truth / 2, 1.0)
+            << truth;
+        BASS_StreamFree(h);
+    }
 }
 
 struct Reports {

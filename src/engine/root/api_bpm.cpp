@@ -1,12 +1,11 @@
-// Tempo detection with SoundTouch's BPMDetect: a measure of a span of a decoding stream, and a
+// Tempo detection (dsp/tempo_estimator): a measure of a span of a decoding stream, and a
 // running measure of a channel's audio that reports on the sync thread as each span is heard.
 #include "api.h"
 #include "common/errors.h"
+#include "dsp/tempo_estimator.h"
 #include "pipeline/chain.h"
 #include "pipeline/syncs.h"
 #include "root/engine.h"
-
-#include <soundtouch/BPMDetect.h>
 
 #include <algorithm>
 #include <bit>
@@ -22,16 +21,6 @@ constexpr DWORD kFreeSource = 0x10000; // free the stream once measured
 // The internal event a running measure raises at the end of each span (data: the tempo's bits).
 constexpr DWORD kTempoEvent = 0x00fe00b1; // clear of the mix-time and one-time bits
 
-// Brings a tempo into [low, high] by doubling or halving; 0 stays 0 (no tempo found).
-float fold(float bpm, DWORD minMax) {
-    const auto low = static_cast<float>(minMax & 0xffff);
-    const auto high = static_cast<float>(minMax >> 16);
-    if (bpm <= 0 || minMax == 0 || (high > 0 && low > high)) return bpm;
-    for (int i = 0; i < 8 && low > 0 && bpm < low; ++i) bpm *= 2;
-    for (int i = 0; i < 8 && high > 0 && bpm > high; ++i) bpm /= 2;
-    return bpm;
-}
-
 // The running measure: feeds the channel's final samples to a detector and, every period, raises
 // the tempo of the span just produced; the sync fires when that span has been heard.
 class TempoTap final : public Tap {
@@ -39,20 +28,18 @@ class TempoTap final : public Tap {
     TempoTap(DWORD freq, DWORD chans, double period, DWORD minMax)
         : freq_(freq), chans_(chans), minMax_(minMax),
           periodFrames_(std::max<std::uint64_t>(1, static_cast<std::uint64_t>(period * freq))) {
-        detector_ = std::make_unique<soundtouch::BPMDetect>(static_cast<int>(chans), static_cast<int>(freq));
+        estimator_ = std::make_unique<TempoEstimator>(chans, freq);
     }
     void consume(Channel& ch, const float* buffer, unsigned frames) override {
         while (frames > 0) {
             const auto n = static_cast<unsigned>(std::min<std::uint64_t>(frames, periodFrames_ - seen_));
-            detector_->inputSamples(buffer, static_cast<int>(n));
+            estimator_->input(buffer, n);
             buffer += static_cast<std::size_t>(n) * chans_;
             frames -= n;
             seen_ += n;
             if (seen_ >= periodFrames_) {
-                const float bpm = fold(std::max(0.0f, detector_->getBpm()), minMax_);
-                ch.raise(kTempoEvent, std::bit_cast<DWORD>(bpm));
-                detector_ = std::make_unique<soundtouch::BPMDetect>(static_cast<int>(chans_),
-                                                                    static_cast<int>(freq_));
+                ch.raise(kTempoEvent, std::bit_cast<DWORD>(estimator_->bpm(minMax_)));
+                estimator_ = std::make_unique<TempoEstimator>(chans_, freq_);
                 seen_ = 0;
             }
         }
@@ -61,7 +48,7 @@ class TempoTap final : public Tap {
   private:
     DWORD freq_, chans_, minMax_;
     std::uint64_t periodFrames_, seen_ = 0;
-    std::unique_ptr<soundtouch::BPMDetect> detector_;
+    std::unique_ptr<TempoEstimator> estimator_;
 };
 
 // Running measures by channel: the sync that reports them and the caller's callback.
@@ -117,7 +104,7 @@ float BASS_FX_BPM_DecodeGet(DWORD chan, double startSec, double endSec, DWORD mi
 
     const double saved = ch->heardFrame();
     if (!ch->setPosition(startFrame)) return fail(BASS_ERROR_POSITION, 0.0f);
-    soundtouch::BPMDetect detector(static_cast<int>(ch->chans), static_cast<int>(ch->freq));
+    TempoEstimator estimator(ch->chans, ch->freq);
     std::vector<float> buf(static_cast<std::size_t>(4096) * ch->chans);
     const std::uint64_t total = endFrame - startFrame;
     std::uint64_t done = 0;
@@ -125,14 +112,14 @@ float BASS_FX_BPM_DecodeGet(DWORD chan, double startSec, double endSec, DWORD mi
         const auto want = static_cast<unsigned>(std::min<std::uint64_t>(4096, total - done));
         const unsigned got = ch->pull(buf.data(), want, PullContext{});
         if (got == 0) break;
-        detector.inputSamples(buf.data(), static_cast<int>(got));
+        estimator.input(buf.data(), got);
         done += got;
         if (proc)
             proc(chan, static_cast<float>(100.0 * static_cast<double>(done) / static_cast<double>(total)),
                  user);
         if (ch->endReached()) break;
     }
-    const float bpm = fold(std::max(0.0f, detector.getBpm()), minMaxBPM);
+    const float bpm = estimator.bpm(minMaxBPM);
     if (flags & kFreeSource)
         Engine::instance().freeChannel(chan);
     else
