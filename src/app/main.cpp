@@ -2,14 +2,20 @@
 #include "core/startup.h"
 #include "engine/api.h"
 #include "platform/qt/qt_services.h"
+#include "transport/song_argument.h"
 #include "ui/main_window.h"
 
 #include <QApplication>
+#include <QDir>
 
 int main(int argc, char** argv) {
     QApplication application(argc, argv);
     QApplication::setApplicationName("Velvora");
     QApplication::setOrganizationName("Velvora");
+    QApplication::setDesktopFileName(VELVORA_APP_ID);
+    // A song to open, named before start-up moves into the program folder.
+    const std::vector<std::string> song =
+        velvora::transport::songArguments(argc, argv, QDir::currentPath().toStdString());
 
     platform::QtDialogs dialogs;
     platform::QtClock clock;
@@ -23,6 +29,7 @@ int main(int argc, char** argv) {
     velvora::Form_Load(app);
     if (process.ended()) return 1;
     window.show();
+    velvora::transport::openSongArgument(app, song);
     const int status = QApplication::exec();
     // Whichever way the program ended, the devices are let go before the process goes.
     BASS_RecordFree();
