@@ -147,13 +147,26 @@ std::string Format(double value, std::string_view pattern) {
     return out;
 }
 
-std::string PrintNumber(double value) {
+namespace {
+
+// Whole numbers without a point, others with up to `precision` significant digits.
+std::string numberDigits(double value, int precision) {
     char buf[64];
     if (value == std::floor(value) && std::fabs(value) < 1e15)
         std::snprintf(buf, sizeof buf, "%lld", static_cast<long long>(value));
     else
-        std::snprintf(buf, sizeof buf, "%.7g", value);
-    std::string digits = buf;
+        std::snprintf(buf, sizeof buf, "%.*g", precision, value);
+    return buf;
+}
+
+} // namespace
+
+std::string CStr(double value) {
+    return numberDigits(value, 15);
+}
+
+std::string PrintNumber(double value) {
+    std::string digits = numberDigits(value, 7);
     if (!digits.empty() && digits[0] == '-') return digits + " ";
     return " " + digits + " ";
 }

@@ -38,6 +38,10 @@ double Val(std::string_view s);
 // Formats with the patterns the program uses: "00" (at least two digits), "0.00", ".0", "000".
 std::string Format(double value, std::string_view pattern);
 
+// A number as text the way CStr writes it: whole numbers without a point, others with up to
+// fifteen significant digits.
+std::string CStr(double value);
+
 // The classic "print" form of a number: a blank (or the minus sign) in front, a blank behind.
 std::string PrintNumber(double value);
 

@@ -1,5 +1,17 @@
 // The audio engine's published operations. The program calls only these; everything behind them
 // (devices, decoding, synthesis, mixing) is private to src/engine.
+//
+// Threads. Every operation may be called from any thread, including from inside any callback
+// below, without deadlock: a sync may free its own channel, a mix-time sync may send events to the
+// stream it fired on, a capture callback may stop its own capture. Behind the operations run:
+//  - the device's thread, which only mixes what is already decoded (it never calls back);
+//  - the update thread, which decodes ahead, runs DSPs, effects and mix-time syncs;
+//  - the sync thread, which runs delayed syncs at the moment their audio is heard, and BPM reports;
+//  - a capture thread per open input, which runs the capture callbacks.
+// A callback runs with no lock of the engine held, but it delays what its thread does next (the
+// update thread's decoding, the next sync, the next captured block): keep it short, and never
+// touch a window from it; post what the window must show to the window's own thread.
+// On the virtual device (testing.h) all of these run on the test's thread, inside advance().
 #pragma once
 
 #include <cstdint>
@@ -144,8 +156,12 @@ struct BASS_MIDI_FONTINFO {
     DWORD samtype;
 };
 
+// On the capture thread, with each block of about 100 ms; returning false ends the capture.
 using RECORDPROC = BOOL(HRECORD handle, const void* buffer, DWORD length, void* user);
+// Never called: a user stream is only made to learn whether float streams work.
 using STREAMPROC = DWORD(HSTREAM handle, void* buffer, DWORD length, void* user);
+// On the update thread at the event for a mix-time sync (BASS_SYNC_MIXTIME), else on the sync
+// thread when the event's audio is heard.
 using SYNCPROC = void(HSYNC handle, DWORD channel, DWORD data, void* user);
 
 // Library and device.
@@ -217,6 +233,8 @@ DWORD BASS_MIDI_StreamGetEvent(HSTREAM handle, DWORD chan, DWORD event);
 // DSP and effects share one order: a higher priority runs first; equal priorities run in the order
 // they were set. They run on the thread that produces the channel's audio (the update thread for a
 // playing channel, the reader for a decoding one), on interleaved float samples, in place.
+// On the thread that produces the channel's audio (the update thread, or the caller of
+// BASS_ChannelGetData on a decoding channel), on float samples in place.
 using DSPPROC = void(HDSP handle, DWORD channel, void* buffer, DWORD length, void* user);
 
 constexpr DWORD BASS_FX_DX8_REVERB = 8;
@@ -284,7 +302,9 @@ BOOL BASS_Encode_Stop(DWORD handle);
 HRECORD BASS_RecordStart(DWORD freq, DWORD chans, DWORD flags, RECORDPROC* proc, void* user);
 
 // ---- Tempo detection ----
+// On the sync thread, once each period of audio heard.
 using BPMPROC = void(DWORD chan, float bpm, void* user);
+// On the caller's thread, inside BASS_FX_BPM_DecodeGet.
 using BPMPROGRESSPROC = void(DWORD chan, float percent, void* user);
 // minMaxBPM: the low word the lowest and the high word the highest tempo wanted (0: any); the
 // result is doubled or halved into that range.

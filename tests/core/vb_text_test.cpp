@@ -50,6 +50,12 @@ TEST(VbText, FormatsAndPrintFormsAsTheFilesExpect) {
     EXPECT_EQ(PrintNumber(5), " 5 ");
     EXPECT_EQ(PrintNumber(-3), "-3 ");
     EXPECT_EQ(PrintNumber(0), " 0 ");
+    EXPECT_EQ(PrintNumber(0.1234567891), " 0.1234568 ");
+    EXPECT_EQ(CStr(22.05 * 2), "44.1");
+    EXPECT_EQ(CStr(48), "48");
+    EXPECT_EQ(CStr(0.04), "0.04");
+    EXPECT_EQ(CStr(-2.5), "-2.5");
+    EXPECT_EQ(CStr(0.1234567891), "0.1234567891");
 }
 
 TEST(VbText, WriteAndInputFormsSplitOnCommasOutsideQuotes) {

@@ -2,8 +2,11 @@
 #include "engine/api.h"
 #include "engine/stream_fixtures.h"
 #include "engine/testing.h"
+#include "engine/virtual_device.h"
 
 #include <gtest/gtest.h>
+
+#include <optional>
 
 #include <atomic>
 
@@ -23,14 +26,9 @@ std::vector<std::int16_t> clicks(double bpm, double seconds) {
 
 class BpmTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        engine::testing::useVirtualDevice(true);
-        ASSERT_TRUE(BASS_Init(-1, 44100, 0, nullptr, nullptr));
-    }
-    void TearDown() override {
-        BASS_Free();
-        engine::testing::useVirtualDevice(false);
-    }
+    void SetUp() override { ASSERT_TRUE(device_.emplace().opened()); }
+    void TearDown() override { device_.reset(); }
+    std::optional<fixtures::VirtualDevice> device_;
 };
 
 TEST_F(BpmTest, DecodeGetMeasuresASpanAndAShortFileToItsEnd) {

@@ -2,8 +2,11 @@
 #include "engine/api.h"
 #include "engine/stream_fixtures.h"
 #include "engine/testing.h"
+#include "engine/virtual_device.h"
 
 #include <gtest/gtest.h>
+
+#include <optional>
 
 #include <cstring>
 
@@ -30,19 +33,13 @@ BOOL takeProc(HRECORD h, const void* buffer, DWORD length, void* user) {
 class CaptureTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        engine::testing::useVirtualDevice(true);
-        engine::testing::setVirtualInputs({{"Virtual Microphone", true}, {"Line In", false}});
-        engine::testing::clearCaptureInput();
-        ASSERT_TRUE(BASS_Init(-1, 44100, 0, nullptr, nullptr));
+        device_.emplace(
+            fixtures::VirtualDevice::Options{.inputs = {{"Virtual Microphone", true}, {"Line In", false}}});
+        ASSERT_TRUE(device_->opened());
         ASSERT_TRUE(BASS_RecordInit(0));
     }
-    void TearDown() override {
-        BASS_RecordFree();
-        BASS_Free();
-        engine::testing::clearCaptureInput();
-        engine::testing::setVirtualInputs({{"Virtual Microphone", true}});
-        engine::testing::useVirtualDevice(false);
-    }
+    void TearDown() override { device_.reset(); }
+    std::optional<fixtures::VirtualDevice> device_;
 };
 
 TEST_F(CaptureTest, TakeAndMeterCaptureTheSuppliedSamplesAtOnce) {

@@ -1,7 +1,10 @@
 #include "engine/api.h"
 #include "engine/testing.h"
+#include "engine/virtual_device.h"
 
 #include <gtest/gtest.h>
+
+#include <optional>
 
 #include <chrono>
 #include <cstring>
@@ -14,15 +17,12 @@ namespace {
 class VirtualDeviceTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        engine::testing::useVirtualDevice(true);
-        engine::testing::setVirtualInputs(
-            {{"Microfono (USB)", true}, {"Monitor of Null Output", false}, {"Line In", false}});
+        device_.emplace(fixtures::VirtualDevice::Options{
+            .open = false,
+            .inputs = {{"Microfono (USB)", true}, {"Monitor of Null Output", false}, {"Line In", false}}});
     }
-    void TearDown() override {
-        BASS_Free();
-        BASS_RecordFree();
-        engine::testing::useVirtualDevice(false);
-    }
+    void TearDown() override { device_.reset(); }
+    std::optional<fixtures::VirtualDevice> device_;
 };
 
 TEST(EngineVersion, ReportsTwoPointFourInTheHighWord) {
@@ -116,23 +116,6 @@ TEST_F(VirtualDeviceTest, NoCaptureDeviceFailsCleanly) {
     EXPECT_FALSE(BASS_RecordInit(0));
     EXPECT_EQ(BASS_ErrorGetCode(), BASS_ERROR_DEVICE);
     EXPECT_EQ(BASS_RecordGetInputName(0), nullptr);
-}
-
-TEST(NoSoundDevice, ConsumesTheMixInRealTime) {
-    engine::testing::useVirtualDevice(false);
-    ASSERT_TRUE(BASS_Init(0, 44100, 0, nullptr, nullptr));
-    EXPECT_EQ(engine::testing::outputName(), "No sound");
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_TRUE(BASS_Free());
-}
-
-TEST(DefaultDevice, AlwaysComesUpEvenWithoutASoundCard) {
-    engine::testing::useVirtualDevice(false);
-    ASSERT_TRUE(BASS_Init(-1, 44100, 0, nullptr, nullptr));
-    EXPECT_FALSE(engine::testing::outputName().empty());
-    EXPECT_TRUE(BASS_Free());
-    EXPECT_FALSE(BASS_Init(99, 44100, 0, nullptr, nullptr));
-    EXPECT_EQ(BASS_ErrorGetCode(), BASS_ERROR_DEVICE);
 }
 
 } // namespace

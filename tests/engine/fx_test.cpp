@@ -2,8 +2,11 @@
 #include "engine/api.h"
 #include "engine/stream_fixtures.h"
 #include "engine/testing.h"
+#include "engine/virtual_device.h"
 
 #include <gtest/gtest.h>
+
+#include <optional>
 
 #include <algorithm>
 #include <cmath>
@@ -16,17 +19,10 @@ using engine::testing::advance;
 class FxTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        engine::testing::useVirtualDevice(true);
-        ASSERT_TRUE(BASS_Init(-1, 44100, 0, nullptr, nullptr));
-        engine::testing::clearHeard();
-        engine::testing::keepHeard(true);
+        ASSERT_TRUE(device_.emplace(fixtures::VirtualDevice::Options{.keepHeard = true}).opened());
     }
-    void TearDown() override {
-        engine::testing::keepHeard(false);
-        engine::testing::clearHeard();
-        BASS_Free();
-        engine::testing::useVirtualDevice(false);
-    }
+    void TearDown() override { device_.reset(); }
+    std::optional<fixtures::VirtualDevice> device_;
     static HSTREAM decodeFloat(const std::string& path) {
         return BASS_StreamCreateFile(false, path.c_str(), 0, 0, BASS_STREAM_DECODE | BASS_SAMPLE_FLOAT);
     }

@@ -6,8 +6,11 @@
 #include "engine/midi_test_util.h"
 #include "engine/stream_fixtures.h"
 #include "engine/testing.h"
+#include "engine/virtual_device.h"
 
 #include <gtest/gtest.h>
+
+#include <optional>
 
 #include <algorithm>
 #include <atomic>
@@ -57,23 +60,18 @@ std::string noteSong(int ch, int key) {
 class MidiStreamTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        engine::testing::useVirtualDevice(true);
-        ASSERT_TRUE(BASS_Init(-1, 44100, 0, nullptr, nullptr));
+        ASSERT_TRUE(device_.emplace(fixtures::VirtualDevice::Options{.keepHeard = true}).opened());
         ASSERT_TRUE(BASS_SetVolume(1.0f));
-        engine::testing::clearHeard();
-        engine::testing::keepHeard(true);
         if (std::filesystem::exists(kFontPath)) font_ = BASS_MIDI_FontInit(kFontPath, 0);
         BASS_MIDI_FONT f{font_, -1, 0};
         BASS_MIDI_StreamSetFonts(0, &f, font_ ? 1 : 0);
     }
     void TearDown() override {
-        engine::testing::keepHeard(false);
-        engine::testing::clearHeard();
-        BASS_Free();
+        device_.reset();
         BASS_MIDI_StreamSetFonts(0, nullptr, 0);
         if (font_) BASS_MIDI_FontFree(font_);
-        engine::testing::useVirtualDevice(false);
     }
+    std::optional<fixtures::VirtualDevice> device_;
     static std::string write(const std::string& name, const std::string& bytes) {
         return fixtures::writeBytes(name, bytes);
     }

@@ -1,8 +1,11 @@
 #include "engine/api.h"
 #include "engine/stream_fixtures.h"
 #include "engine/testing.h"
+#include "engine/virtual_device.h"
 
 #include <gtest/gtest.h>
+
+#include <optional>
 
 #include <atomic>
 #include <chrono>
@@ -17,18 +20,12 @@ using engine::testing::heard;
 class StreamTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        engine::testing::useVirtualDevice(true);
-        ASSERT_TRUE(BASS_Init(-1, 44100, 0, nullptr, nullptr));
+        device_.emplace(fixtures::VirtualDevice::Options{.keepHeard = true});
+        ASSERT_TRUE(device_->opened());
         ASSERT_TRUE(BASS_SetVolume(1.0f));
-        engine::testing::clearHeard();
-        engine::testing::keepHeard(true);
     }
-    void TearDown() override {
-        engine::testing::keepHeard(false);
-        engine::testing::clearHeard();
-        BASS_Free();
-        engine::testing::useVirtualDevice(false);
-    }
+    void TearDown() override { device_.reset(); }
+    std::optional<fixtures::VirtualDevice> device_;
     // Advances in small steps until the channel stops; returns the frames advanced.
     static unsigned playOut(DWORD h, unsigned step = 256, unsigned limit = 44100 * 20) {
         unsigned frames = 0;
@@ -454,74 +451,6 @@ TEST_F(StreamTest, DataCutShortPlaysWhatIsThereAndWidePathsOpen) {
     std::vector<float> fl(4);
     ASSERT_EQ(BASS_ChannelGetData(m, fl.data(), 16), 16u);
     EXPECT_EQ(fl[1], samples[1] / 32768.0f);
-}
-
-// Real-time device 0: the engine's own threads decode, mix and call back.
-class NoSoundTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        engine::testing::useVirtualDevice(false);
-        ASSERT_TRUE(BASS_Init(0, 44100, 0, nullptr, nullptr));
-    }
-    void TearDown() override { BASS_Free(); }
-};
-
-TEST_F(NoSoundTest, SleepingAndSelfFreeingSyncsStallNothing) {
-    const std::string shortFile = fixtures::writeAudio("rt-short.wav", fixtures::pattern(2205), 2, 44100);
-    const std::string longFile = fixtures::writeAudio("rt-long.wav", fixtures::sine(200, 3.0), 2, 44100);
-    struct State {
-        std::atomic<int> slept{0};
-        std::atomic<int> freed{0};
-    } state;
-    const HSTREAM sleeper = BASS_StreamCreateFile(false, shortFile.c_str(), 0, 0, 0);
-    const HSTREAM freer = BASS_StreamCreateFile(false, shortFile.c_str(), 0, 0, 0);
-    const HSTREAM other = BASS_StreamCreateFile(false, longFile.c_str(), 0, 0, 0);
-    ASSERT_TRUE(sleeper && freer && other);
-    BASS_ChannelSetSync(
-        sleeper, BASS_SYNC_END, 0,
-        [](HSYNC, DWORD, DWORD, void* u) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1000));
-            ++static_cast<State*>(u)->slept;
-        },
-        &state);
-    BASS_ChannelSetSync(
-        freer, BASS_SYNC_END | BASS_SYNC_MIXTIME, 0,
-        [](HSYNC, DWORD ch, DWORD, void* u) { static_cast<State*>(u)->freed += BASS_StreamFree(ch); },
-        &state);
-    ASSERT_TRUE(BASS_ChannelPlay(other, false));
-    ASSERT_TRUE(BASS_ChannelPlay(sleeper, false));
-    ASSERT_TRUE(BASS_ChannelPlay(freer, false));
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    // The sleeper is inside its callback now; the other channel plays on and the API answers.
-    const QWORD a = BASS_ChannelGetPosition(other, BASS_POS_BYTE);
-    const auto before = std::chrono::steady_clock::now();
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    const QWORD b = BASS_ChannelGetPosition(other, BASS_POS_BYTE);
-    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(600));
-    EXPECT_GT(b, a + 44100 * 4 / 10);
-    EXPECT_EQ(state.freed.load(), 1);
-    EXPECT_EQ(state.slept.load(), 0);
-    std::this_thread::sleep_for(std::chrono::milliseconds(700));
-    EXPECT_EQ(state.slept.load(), 1);
-    EXPECT_EQ(BASS_ChannelIsActive(other), BASS_ACTIVE_PLAYING);
-}
-
-TEST_F(NoSoundTest, PositionsMoveOnSmoothlyAndNeverBackwards) {
-    const std::string path = fixtures::writeAudio("rt-pos.wav", fixtures::sine(200, 2.0), 2, 44100);
-    const HSTREAM src = BASS_StreamCreateFile(false, path.c_str(), 0, 0, BASS_STREAM_DECODE);
-    const HSTREAM h = BASS_FX_TempoCreate(src, BASS_FX_FREESOURCE);
-    BASS_ChannelSetAttribute(h, BASS_ATTRIB_TEMPO, 10);
-    ASSERT_TRUE(BASS_ChannelPlay(h, false));
-    QWORD last = 0;
-    const auto start = std::chrono::steady_clock::now();
-    while (std::chrono::steady_clock::now() - start < std::chrono::milliseconds(400)) {
-        const QWORD pos = BASS_ChannelGetPosition(h, BASS_POS_BYTE);
-        ASSERT_GE(pos, last);
-        last = pos;
-        std::this_thread::sleep_for(std::chrono::microseconds(500));
-    }
-    // About 0.4 s at 110 %, less the device's latency and the start.
-    EXPECT_NEAR(static_cast<double>(last) / 4 / 44100, 0.44, 0.08);
 }
 
 } // namespace

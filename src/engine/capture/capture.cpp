@@ -1,7 +1,8 @@
 #include "capture/capture.h"
 
-#include "base/errors.h"
+#include "common/errors.h"
 #include "device/virtual_output.h"
+#include "pipeline/host.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,7 +11,8 @@ namespace engine {
 
 // ---- CaptureChannel ----
 
-CaptureChannel::CaptureChannel(DWORD f, DWORD c, RECORDPROC* proc, void* user) : proc_(proc), user_(user) {
+CaptureChannel::CaptureChannel(CaptureHub& hub, DWORD f, DWORD c, RECORDPROC* proc, void* user)
+    : hub_(hub), proc_(proc), user_(user) {
     freq = f;
     chans = c;
     flags = 0;
@@ -84,11 +86,11 @@ bool CaptureChannel::pause() {
 bool CaptureChannel::stop() {
     // Stopping a capture ends it and frees its handle.
     state_.store(0);
-    CaptureHub::instance().remove(this);
+    hub_.remove(this);
     if (caller_.load() != std::this_thread::get_id()) {
         std::lock_guard wait(callMutex_); // let a callback running on the capture thread return
     }
-    Engine::instance().freeChannel(handle);
+    host().freeChannel(handle);
     return true;
 }
 
@@ -116,43 +118,98 @@ bool CaptureChannel::ownLevel(DWORD& level) {
 
 void CaptureChannel::onFree() {
     state_.store(0);
-    CaptureHub::instance().remove(this);
+    hub_.remove(this);
     Channel::onFree();
 }
 
 // ---- CaptureHub ----
 
-CaptureHub& CaptureHub::instance() {
-    static CaptureHub hub;
-    return hub;
+int CaptureHub::init(std::vector<CaptureInput> inputs) {
+    std::lock_guard lock(inputsMutex_);
+    if (initialised_) return BASS_ERROR_ALREADY;
+    if (inputs.empty()) return BASS_ERROR_DEVICE;
+    // Exactly one input is on: the system's default, or the first when none says so.
+    if (std::none_of(inputs.begin(), inputs.end(), [](const CaptureInput& i) { return i.on; }))
+        inputs[0].on = true;
+    bool seen = false;
+    for (CaptureInput& i : inputs) {
+        if (i.on && seen) i.on = false;
+        seen = seen || i.on;
+    }
+    inputs_ = std::move(inputs);
+    initialised_ = true;
+    return 0;
+}
+
+int CaptureHub::free() {
+    stopAll(); // before the lock: a delivery reads the input's level under it
+    std::lock_guard lock(inputsMutex_);
+    if (!initialised_) return BASS_ERROR_INIT;
+    initialised_ = false;
+    inputs_.clear();
+    return 0;
+}
+
+int CaptureHub::inputName(int index, std::string& name) const {
+    std::lock_guard lock(inputsMutex_);
+    if (!initialised_) return BASS_ERROR_INIT;
+    if (!validInput(index)) return BASS_ERROR_ILLPARAM;
+    name = inputs_[static_cast<std::size_t>(index)].name;
+    return 0;
+}
+
+int CaptureHub::inputState(int index, DWORD& flags, float& level) const {
+    std::lock_guard lock(inputsMutex_);
+    if (!initialised_) return BASS_ERROR_INIT;
+    if (!validInput(index)) return BASS_ERROR_ILLPARAM;
+    const CaptureInput& i = inputs_[static_cast<std::size_t>(index)];
+    flags = i.type | (i.on ? 0u : BASS_INPUT_OFF);
+    level = i.level;
+    return 0;
+}
+
+int CaptureHub::setInput(int index, DWORD flags, float level) {
+    std::lock_guard lock(inputsMutex_);
+    if (!initialised_) return BASS_ERROR_INIT;
+    if (!validInput(index)) return BASS_ERROR_ILLPARAM;
+    if ((flags & BASS_INPUT_ON) && (flags & BASS_INPUT_OFF)) return BASS_ERROR_ILLPARAM;
+    if (level != -1.0f && !(level >= 0.0f && level <= 1.0f)) return BASS_ERROR_ILLPARAM;
+    CaptureInput& target = inputs_[static_cast<std::size_t>(index)];
+    if (flags & BASS_INPUT_ON) {
+        for (CaptureInput& i : inputs_) i.on = false;
+        target.on = true;
+    } else if (flags & BASS_INPUT_OFF) {
+        target.on = false;
+    }
+    if (level != -1.0f) target.level = level;
+    return 0;
 }
 
 DWORD CaptureHub::start(DWORD freq, DWORD chans, RECORDPROC* proc, void* user, int& error) {
-    Engine& e = Engine::instance();
     CaptureInput input;
     int index = -1;
     {
-        std::lock_guard lock(e.captureMutex);
-        if (!e.recordInitialised) return error = BASS_ERROR_INIT, 0;
-        for (std::size_t i = 0; i < e.inputs.size(); ++i)
-            if (e.inputs[i].on) {
-                input = e.inputs[i];
+        std::lock_guard lock(inputsMutex_);
+        if (!initialised_) return error = BASS_ERROR_INIT, 0;
+        for (std::size_t i = 0; i < inputs_.size(); ++i)
+            if (inputs_[i].on) {
+                input = inputs_[i];
                 index = static_cast<int>(i);
             }
     }
     if (index < 0) return error = BASS_ERROR_DEVICE, 0; // no input is on
-    auto ch = std::make_shared<CaptureChannel>(freq, chans, proc, user);
+    auto ch = std::make_shared<CaptureChannel>(*this, freq, chans, proc, user);
     std::lock_guard lock(mutex_);
     if (channels_.empty()) {
         // The first capture opens the input; later ones share it.
         virtualSource_ = virtualDeviceInUse();
         if (!virtualSource_) {
-            source_ = openSystemSource(input);
+            source_ = openSystemSource(input, &CaptureHub::deliverThunk, this);
             if (!source_) return error = BASS_ERROR_DEVICE, 0;
         }
         inputIndex_ = index;
     }
-    const DWORD h = e.channels.add(ch);
+    const DWORD h = host().addChannel(ch);
     if (!h) {
         if (channels_.empty() && source_) source_->stop(), source_.reset();
         return error = BASS_ERROR_MEM, 0;
@@ -160,6 +217,10 @@ DWORD CaptureHub::start(DWORD freq, DWORD chans, RECORDPROC* proc, void* user, i
     ch->handle = h;
     channels_.push_back(ch);
     return h;
+}
+
+void CaptureHub::deliverThunk(void* ctx, const float* frames, unsigned n) {
+    static_cast<CaptureHub*>(ctx)->deliver(frames, n);
 }
 
 void CaptureHub::remove(const CaptureChannel* ch) {
@@ -190,17 +251,15 @@ void CaptureHub::deliver(const float* frames, unsigned n) {
     {
         std::lock_guard lock(mutex_);
         delivering_ = channels_;
-        Engine& e = Engine::instance();
-        std::lock_guard inputs(e.captureMutex);
-        if (inputIndex_ >= 0 && static_cast<std::size_t>(inputIndex_) < e.inputs.size())
-            gain = e.inputs[static_cast<std::size_t>(inputIndex_)].level;
+        std::lock_guard inputs(inputsMutex_);
+        if (validInput(inputIndex_)) gain = inputs_[static_cast<std::size_t>(inputIndex_)].level;
     }
     // No hub lock while the callbacks run: they may stop or start captures.
     for (const auto& ch : delivering_)
         if (!ch->feed(frames, n, gain) && ch->isActive() == BASS_ACTIVE_STOPPED && !ch->freed()) {
             // The callback asked to end: the channel goes, as after BASS_ChannelStop.
             remove(ch.get());
-            Engine::instance().freeChannel(ch->handle);
+            host().freeChannel(ch->handle);
         }
     delivering_.clear();
 }
@@ -236,15 +295,3 @@ void CaptureHub::clearVirtual() {
 }
 
 } // namespace engine
-
-HRECORD BASS_RecordStart(DWORD freq, DWORD chans, DWORD flags, RECORDPROC* proc, void* user) {
-    using namespace engine;
-    (void)flags;
-    if (freq == 0) freq = kSourceRate;
-    if (chans == 0) chans = 2;
-    if (freq < 1000 || freq > 384000 || chans > 8 || !proc) return fail<HRECORD>(BASS_ERROR_ILLPARAM, 0);
-    int error = 0;
-    const DWORD h = CaptureHub::instance().start(freq, chans, proc, user, error);
-    if (!h) return fail<HRECORD>(error, 0);
-    return ok(h);
-}

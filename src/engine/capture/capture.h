@@ -6,38 +6,24 @@
 #pragma once
 
 #include "api.h"
-#include "base/channel.h"
-#include "base/engine.h"
+#include "device/capture_sources.h"
+#include "pipeline/channel.h"
 
 #include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
 namespace engine {
 
-constexpr unsigned kSourceRate = 44100;
-
-// A running stream of captured frames from one input.
-class CaptureSource {
-  public:
-    virtual ~CaptureSource() = default;
-    // Ends the stream; no delivery runs once it returns (unless called from the capture thread
-    // itself, which then ends after the delivery in progress).
-    virtual void stop() = 0;
-};
-
-// Opens the input on the machine (PulseAudio source or RtAudio device); null when it cannot.
-std::unique_ptr<CaptureSource> openSystemSource(const CaptureInput& input);
-// The machine's capture inputs: PulseAudio sources by name when a server answers, then the
-// capture devices of ALSA and JACK as RtAudio lists them.
-std::vector<CaptureInput> listCaptureInputs();
+class CaptureHub;
 
 class CaptureChannel final : public Channel {
   public:
-    CaptureChannel(DWORD freq, DWORD chans, RECORDPROC* proc, void* user);
+    CaptureChannel(CaptureHub& hub, DWORD freq, DWORD chans, RECORDPROC* proc, void* user);
 
     // Takes `frames` stereo frames at kSourceRate with `gain` applied; calls the callback for each
     // full block. False once the callback asked to end.
@@ -51,6 +37,7 @@ class CaptureChannel final : public Channel {
     void onFree() override;
 
   private:
+    CaptureHub& hub_;
     RECORDPROC* proc_;
     void* user_;
     std::atomic<int> state_{1}; // 1 capturing, 3 paused, 0 ended
@@ -69,9 +56,21 @@ class CaptureChannel final : public Channel {
     std::size_t recentAt_ = 0;
 };
 
+// The capture device (its inputs, exactly one of them on) and the captures running on it.
 class CaptureHub {
   public:
-    static CaptureHub& instance();
+    // BASS_RecordInit: `inputs` become the device's inputs; an error code, 0 when done.
+    int init(std::vector<CaptureInput> inputs);
+    bool initialised() const {
+        std::lock_guard lock(inputsMutex_);
+        return initialised_;
+    }
+    // BASS_RecordFree: ends every capture, forgets the inputs.
+    int free();
+    // The inputs by index: BASS_RecordGetInputName, BASS_RecordGetInput, BASS_RecordSetInput.
+    int inputName(int index, std::string& name) const;
+    int inputState(int index, DWORD& flags, float& level) const;
+    int setInput(int index, DWORD flags, float level);
 
     // Starts a capture channel on the input that is on; 0 and the error code on failure.
     DWORD start(DWORD freq, DWORD chans, RECORDPROC* proc, void* user, int& error);
@@ -89,6 +88,15 @@ class CaptureHub {
     void clearVirtual();
 
   private:
+    static void deliverThunk(void* ctx, const float* frames, unsigned n);
+    bool validInput(int index) const {
+        return index >= 0 && static_cast<std::size_t>(index) < inputs_.size();
+    }
+
+    mutable std::mutex inputsMutex_; // guards initialised_ and inputs_
+    bool initialised_ = false;
+    std::vector<CaptureInput> inputs_;
+
     std::mutex mutex_;
     std::vector<std::shared_ptr<CaptureChannel>> channels_;
     std::unique_ptr<CaptureSource> source_;

@@ -1,9 +1,5 @@
 #include "device/virtual_output.h"
 
-#include "base/engine.h"
-#include "capture/capture.h"
-#include "sync/syncs.h"
-
 #include <algorithm>
 #include <mutex>
 
@@ -78,36 +74,6 @@ void setVirtualInputs(std::vector<VirtualInput> inputs) {
     state().inputs = std::move(inputs);
 }
 
-void advance(unsigned frames) {
-    Engine& e = Engine::instance();
-    // In blocks, as a sound card would ask: decode ahead (mix-time syncs run here), render, then
-    // the delayed syncs whose audio has now been heard, in order.
-    constexpr unsigned kBlock = 512;
-    do {
-        VirtualOutput* out = nullptr;
-        e.output().withBackend([&](OutputBackend* b) { out = dynamic_cast<VirtualOutput*>(b); });
-        // The virtual device lives and dies on the test's thread, so it cannot go away meanwhile.
-        if (!out) return;
-        const unsigned block = std::min(frames, kBlock);
-        e.update();
-        out->advance(block, state().keep ? &state().heard : nullptr);
-        CaptureHub::instance().advanceVirtual(block); // the capture input plays along
-        Syncs::instance().runDue();
-        frames -= block;
-    } while (frames > 0);
-}
-
-void pushCaptureInput(const std::vector<std::int16_t>& stereo) {
-    CaptureHub::instance().pushVirtual(stereo);
-}
-void clearCaptureInput() {
-    CaptureHub::instance().clearVirtual();
-}
-
-void runSyncs() {
-    Syncs::instance().runDue();
-}
-
 const std::vector<float>& heard() {
     return state().heard;
 }
@@ -118,14 +84,17 @@ void keepHeard(bool on) {
     state().keep = on;
 }
 
-OutputHealth outputHealth() {
-    return Engine::instance().output().health();
-}
-
-std::string outputName() {
-    return Engine::instance().output().name();
-}
-
 } // namespace testing
+
+bool isVirtualOutput(const OutputBackend* backend) {
+    return dynamic_cast<const VirtualOutput*>(backend) != nullptr;
+}
+
+bool advanceVirtualOutput(OutputBackend* backend, unsigned frames) {
+    auto* out = dynamic_cast<VirtualOutput*>(backend);
+    if (!out) return false;
+    out->advance(frames, state().keep ? &state().heard : nullptr);
+    return true;
+}
 
 } // namespace engine

@@ -1,6 +1,5 @@
 #include "midi/midi_stream.h"
 
-#include "base/engine.h"
 #include "midi/soundfont.h"
 
 #include <algorithm>
@@ -17,7 +16,8 @@ constexpr DWORD kKeptFlags = BASS_SAMPLE_FLOAT | BASS_SAMPLE_LOOP | BASS_STREAM_
 } // namespace
 
 std::shared_ptr<MidiStream> MidiStream::open(const std::string& path, const std::vector<std::uint8_t>& bytes,
-                                             DWORD flags, DWORD freq, int& error) {
+                                             DWORD flags, DWORD freq, std::vector<midi::FontUse> fonts,
+                                             int& error) {
     std::shared_ptr<const midi::SmfFile> file;
     if (bytes.empty()) {
         std::error_code ec;
@@ -31,13 +31,7 @@ std::shared_ptr<MidiStream> MidiStream::open(const std::string& path, const std:
     }
     if (!file) return nullptr;
     auto stream = std::make_shared<MidiStream>(std::move(file), flags, freq);
-    std::vector<BASS_MIDI_FONT> defaults;
-    {
-        Engine& e = Engine::instance();
-        std::lock_guard lock(e.defaultFontsMutex);
-        defaults = e.defaultFonts;
-    }
-    stream->setFonts(defaults.data(), static_cast<DWORD>(defaults.size()));
+    stream->setFonts(std::move(fonts));
     return stream;
 }
 
@@ -50,16 +44,7 @@ MidiStream::MidiStream(std::shared_ptr<const midi::SmfFile> file, DWORD flags, D
     tempo_.store(renderer_.tempo(), std::memory_order_relaxed);
 }
 
-std::vector<midi::FontUse> MidiStream::resolveFonts(const BASS_MIDI_FONT* fonts, DWORD count) {
-    std::vector<midi::FontUse> uses;
-    for (DWORD i = 0; fonts && i < count; ++i)
-        if (auto font = Engine::instance().fonts.get(fonts[i].font))
-            uses.push_back({std::move(font), fonts[i].preset, fonts[i].bank});
-    return uses;
-}
-
-bool MidiStream::setFonts(const BASS_MIDI_FONT* fonts, DWORD count) {
-    std::vector<midi::FontUse> uses = resolveFonts(fonts, count);
+bool MidiStream::setFonts(std::vector<midi::FontUse> uses) {
     // A live synthesizer swaps its fonts at once: load the samples first, outside the stream's
     // lock, so that rendering is held up only for the swap itself. Without a synthesizer nothing
     // is loaded now (a stream that is never rendered costs no font load).

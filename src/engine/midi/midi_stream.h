@@ -14,9 +14,9 @@
 // mix-time sync of this very stream.
 #pragma once
 
-#include "base/channel.h"
 #include "midi/midi_renderer.h"
 #include "midi/smf_reader.h"
+#include "pipeline/channel.h"
 
 #include <atomic>
 #include <mutex>
@@ -28,9 +28,10 @@ namespace engine {
 class MidiStream final : public Channel {
   public:
     // Reads the file at `path`, or `bytes` when not empty. Returns null with a BASS error code in
-    // `error`. `freq` 0 means 44100. The soundfonts are the engine's defaults at this moment.
+    // `error`. `freq` 0 means 44100. `fonts` are its soundfonts to begin with.
     static std::shared_ptr<MidiStream> open(const std::string& path, const std::vector<std::uint8_t>& bytes,
-                                            DWORD flags, DWORD freq, int& error);
+                                            DWORD flags, DWORD freq, std::vector<midi::FontUse> fonts,
+                                            int& error);
     MidiStream(std::shared_ptr<const midi::SmfFile> file, DWORD flags, DWORD freq);
 
     unsigned produce(float* out, unsigned frames, bool* ended) override;
@@ -42,7 +43,8 @@ class MidiStream final : public Channel {
     bool fromFrame(double frame, DWORD mode, QWORD& pos) const override;
     bool lengthIn(DWORD mode, QWORD& out) const override;
 
-    bool setFonts(const BASS_MIDI_FONT* fonts, DWORD count) override;
+    // Soundfonts in use, resolved from their handles.
+    bool setFonts(std::vector<midi::FontUse> fonts);
     // Makes the synthesizer and loads the fonts on the caller's thread before the first play, so
     // that the font load does not fall on the update thread.
     bool play(bool restart) override;
@@ -74,7 +76,6 @@ class MidiStream final : public Channel {
 
     // Applies the queued events to the renderer (produceMutex() held).
     void applyPending();
-    static std::vector<midi::FontUse> resolveFonts(const BASS_MIDI_FONT* fonts, DWORD count);
 };
 
 } // namespace engine

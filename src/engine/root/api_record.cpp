@@ -1,0 +1,67 @@
+// The capture device and its inputs (the capture hub, capture/capture.h, does the work).
+#include "api.h"
+#include "capture/capture.h"
+#include "common/errors.h"
+#include "device/virtual_output.h"
+#include "root/engine.h"
+
+namespace {
+
+using namespace engine;
+
+thread_local std::string inputNameResult;
+
+BOOL result(int error) {
+    return error ? fail(error) : ok(1);
+}
+
+} // namespace
+
+BOOL BASS_RecordInit(int device) {
+    if (Engine::instance().captures().initialised()) return fail(BASS_ERROR_ALREADY);
+    if (device < -1) return fail(BASS_ERROR_DEVICE);
+    std::vector<CaptureInput> inputs;
+    if (virtualDeviceInUse()) {
+        for (const testing::VirtualInput& v : virtualInputs())
+            inputs.push_back({v.name, guessInputType(v.name), v.on, 1.0f, {}, 0, 0});
+    } else {
+        inputs = listCaptureInputs(); // PulseAudio sources by name, then ALSA/JACK devices
+    }
+    return result(Engine::instance().captures().init(std::move(inputs)));
+}
+
+BOOL BASS_RecordFree() {
+    return result(Engine::instance().captures().free());
+}
+
+const char* BASS_RecordGetInputName(int input) {
+    std::string name;
+    if (const int error = Engine::instance().captures().inputName(input, name))
+        return fail<const char*>(error, nullptr);
+    inputNameResult = std::move(name);
+    return ok(inputNameResult.c_str());
+}
+
+DWORD BASS_RecordGetInput(int input, float* volume) {
+    DWORD flags = 0;
+    float level = 0;
+    if (const int error = Engine::instance().captures().inputState(input, flags, level))
+        return fail<DWORD>(error, ~0u);
+    if (volume) *volume = level;
+    return ok(flags);
+}
+
+BOOL BASS_RecordSetInput(int input, DWORD flags, float volume) {
+    return result(Engine::instance().captures().setInput(input, flags, volume));
+}
+
+HRECORD BASS_RecordStart(DWORD freq, DWORD chans, DWORD flags, RECORDPROC* proc, void* user) {
+    (void)flags;
+    if (freq == 0) freq = kSourceRate;
+    if (chans == 0) chans = 2;
+    if (freq < 1000 || freq > 384000 || chans > 8 || !proc) return fail<HRECORD>(BASS_ERROR_ILLPARAM, 0);
+    int error = 0;
+    const DWORD h = Engine::instance().captures().start(freq, chans, proc, user, error);
+    if (!h) return fail<HRECORD>(error, 0);
+    return ok(h);
+}
