@@ -11,7 +11,7 @@ Timers::Timers(platform::Clock& clock)
       TmrDigit(clock.makeTimer(1000, false)), Timer5(clock.makeTimer(1000, false)),
       Timer(clock.makeTimer(10, true)) {}
 
-App::App(ui::MainControls& controls, platform::Services& services)
+App::App(widgets::MainControls& controls, platform::Services& services)
     : ui(controls), sys(services), tmr(services.clock), appFolder(services.process.appFolder()) {}
 
 } // namespace velvora

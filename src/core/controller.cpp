@@ -3,6 +3,7 @@
 #include "core/controls.h"
 #include "core/files.h"
 #include "core/vb_text.h"
+#include "widgets/main_controls.h"
 
 #include <filesystem>
 #include <system_error>

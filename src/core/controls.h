@@ -6,6 +6,7 @@
 #include <QMenu>
 #include <QWidget>
 
+#include <initializer_list>
 #include <string>
 
 namespace velvora {
@@ -16,6 +17,9 @@ inline bool shown(const QWidget* w) {
 }
 inline void setShown(QWidget* w, bool on) {
     if (w) w->setVisible(on);
+}
+inline void setShown(std::initializer_list<QWidget*> widgets, bool on) {
+    for (QWidget* w : widgets) setShown(w, on);
 }
 inline void setEnabled(QWidget* w, bool on) {
     if (w) w->setEnabled(on);

@@ -1,13 +1,13 @@
 #include "core/mod_bass.h"
 
-#include <QString>
+#include "core/utf8.h"
 
 namespace velvora::modBass {
 
 namespace {
 
-std::wstring wide(const std::string& utf8) {
-    return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size())).toStdWString();
+std::wstring wide(const std::string& path) {
+    return utf8::toQString(path).toStdWString();
 }
 
 } // namespace

@@ -61,7 +61,7 @@ struct CaptureState {
     int captureBits = 16;
 };
 
-// Effects the window keeps handles of.
+// The effect panel: the handles of its effects and what its routines keep between calls.
 struct EffectsState {
     DWORD fxReverb = 0;
     DWORD fxEq = 0;
@@ -70,6 +70,13 @@ struct EffectsState {
     DWORD fxRemoverDSP = 0;
     VBool eqOn = vbFalse;
     std::int16_t reverbLevel = 0;
+    // The channel the vocal remover's click read last; kept when a later read fails.
+    BASS_CHANNELINFO chanInfo{};
+    // The equaliser presets as Equalizer.txt gave them.
+    std::array<std::int16_t, 7> eqSaved{};
+    std::int16_t eqPreset1 = 0;
+    std::int16_t eqPreset2 = 0;
+    bool eqLocked = false;
 };
 
 // The lyric page's drawing state.

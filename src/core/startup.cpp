@@ -3,8 +3,9 @@
 #include "core/controller.h"
 #include "core/controls.h"
 #include "core/files.h"
-#include "ui/controls/lyricpicture.h"
-#include "ui/controls/barpicture.h"
+#include "widgets/barpicture.h"
+#include "widgets/lyricpicture.h"
+#include "widgets/main_controls.h"
 
 #include <QGuiApplication>
 #include <QMainWindow>
@@ -177,7 +178,7 @@ void Form_Load(App& app) {
     auto& ui = app.ui;
     app.tmr.tmrPlaybackPosition->setEnabled(false);
     app.tmr.tmrMidiTest->setEnabled(false);
-    call(app.hooks.createLameEncoder);
+    call(app.pending.createLameEncoder);
     centreOnScreen(ui.window);
     Clear(app);
     MakeDir(app);
@@ -229,10 +230,10 @@ bool Form_Unload(App& app) {
                                "Velvora Synth") == platform::vbNo)
         return false;
     BASS_RecordFree();
-    call(app.hooks.releaseCaptureBuffer);
+    call(app.pending.releaseCaptureBuffer);
     app.s.capture.recBuffer.clear();
     BASS_Free();
-    call(app.hooks.KillTemp);
+    call(app.pending.KillTemp);
     app.sys.clock.sleep(2000);
     call(app.hooks.unloadOtherWindows);
     app.sys.process.end();
@@ -243,7 +244,7 @@ void MnuExit_Click(App& app) {
     if (app.sys.dialogs.msgBox("Exit ?", boxStyle(platform::vbYesNo, platform::vbInformation), "Velvora") ==
         platform::vbNo)
         return;
-    call(app.hooks.releaseCaptureBuffer);
+    call(app.pending.releaseCaptureBuffer);
     app.s.capture.recBuffer.clear();
     BASS_RecordFree();
     BASS_Free();

@@ -1,5 +1,7 @@
 #include "core/vb_text.h"
 
+#include "core/utf8.h"
+
 #include <QString>
 
 #include <cctype>
@@ -9,11 +11,24 @@
 
 namespace velvora::vb {
 
-int InStr(int start, std::string_view s, std::string_view find) {
+namespace {
+
+template <class View>
+long long inStr(long long start, View s, View find) {
     if (start < 1) start = 1;
-    if (static_cast<std::size_t>(start) > s.size() + 1) return 0;
+    if (static_cast<unsigned long long>(start) > s.size() + 1) return 0;
     const std::size_t hit = s.find(find, static_cast<std::size_t>(start - 1));
-    return hit == std::string_view::npos ? 0 : static_cast<int>(hit) + 1;
+    return hit == View::npos ? 0 : static_cast<long long>(hit) + 1;
+}
+
+} // namespace
+
+int InStr(int start, std::string_view s, std::string_view find) {
+    return static_cast<int>(inStr(start, s, find));
+}
+
+long long InStr(long long start, std::u32string_view s, std::u32string_view find) {
+    return inStr(start, s, find);
 }
 
 int InStrRev(std::string_view s, std::string_view find) {
@@ -21,12 +36,16 @@ int InStrRev(std::string_view s, std::string_view find) {
     return hit == std::string_view::npos ? 0 : static_cast<int>(hit) + 1;
 }
 
-std::string Mid(std::string_view s, int start, int length) {
+std::string_view MidView(std::string_view s, long long start, long long length) {
     if (start < 1) start = 1;
-    const auto from = static_cast<std::size_t>(start - 1);
+    const auto from = static_cast<unsigned long long>(start - 1);
     if (from >= s.size() || length == 0) return {};
     const std::size_t n = length < 0 ? std::string_view::npos : static_cast<std::size_t>(length);
-    return std::string(s.substr(from, n));
+    return s.substr(static_cast<std::size_t>(from), n);
+}
+
+std::string Mid(std::string_view s, int start, int length) {
+    return std::string(MidView(s, start, length));
 }
 
 std::string Left(std::string_view s, int length) {
@@ -69,7 +88,7 @@ std::string UCase(std::string_view s) {
 }
 
 std::string UpperText(std::string_view utf8) {
-    return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size())).toUpper().toStdString();
+    return utf8::toQString(utf8).toUpper().toStdString();
 }
 
 double Val(std::string_view s) {
@@ -205,6 +224,12 @@ std::vector<std::string> InputItems(std::string_view text) {
         start = end + 1;
     }
     return items;
+}
+
+std::string Bytes(std::initializer_list<int> values) {
+    std::string out;
+    for (int b : values) out += static_cast<char>(b);
+    return out;
 }
 
 std::string Ext3(std::string_view path) {

@@ -3,6 +3,7 @@
 // UTF-8 by decodeText first where characters matter.
 #pragma once
 
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,11 +16,15 @@ int InStr(int start, std::string_view s, std::string_view find);
 inline int InStr(std::string_view s, std::string_view find) {
     return InStr(1, s, find);
 }
+// The same over characters (UTF-32).
+long long InStr(long long start, std::u32string_view s, std::u32string_view find);
 // Position of the last occurrence; 0 when absent.
 int InStrRev(std::string_view s, std::string_view find);
 
 // Up to `length` characters from the 1-based `start`; all of the rest when length < 0.
 std::string Mid(std::string_view s, int start, int length = -1);
+// The same as a view into `s`.
+std::string_view MidView(std::string_view s, long long start, long long length = -1);
 std::string Left(std::string_view s, int length);
 std::string Right(std::string_view s, int length);
 std::string Trim(std::string_view s);
@@ -51,6 +56,9 @@ std::vector<std::string> SplitWriteLine(std::string_view line);
 // Items of a text read with the classic "input" statement: commas and line ends separate items,
 // surrounding quotes are stripped, blanks around unquoted items are dropped.
 std::vector<std::string> InputItems(std::string_view text);
+
+// The bytes of the given values (0 to 255), in order: patterns for byte searches.
+std::string Bytes(std::initializer_list<int> values);
 
 // The last three characters of a path, the song-kind test's input.
 std::string Ext3(std::string_view path);

@@ -1,5 +1,6 @@
 #include "core/controls.h"
 #include "effects/effects.h"
+#include "widgets/main_controls.h"
 
 #include <QCheckBox>
 #include <QPushButton>

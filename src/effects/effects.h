@@ -6,19 +6,9 @@
 #include "core/app.h"
 #include "engine/api.h"
 
-#include <array>
 #include <cstdint>
 
 namespace velvora::effects {
-
-// What the panel keeps beside the session for as long as the window lives.
-struct PanelState {
-    BASS_CHANNELINFO chanInfo{}; // last channel read by the remover's click; kept on failure
-    std::array<std::int16_t, 7> eqSaved{};
-    std::int16_t eqPreset1 = 0;
-    std::int16_t eqPreset2 = 0;
-    bool eqLocked = false;
-};
 
 // Reverb on the voice track.
 void ChkRev_Click(App& app);
@@ -52,7 +42,7 @@ void Default(App& app);
 
 // The vocal remover: every stereo float frame (L, R) becomes ((R - L) / 2, (R - L) / 2), in place.
 void RemoveVocals(HDSP handle, DWORD channel, void* buffer, DWORD length, void* user);
-void Chkrem_Click(App& app, PanelState& panel);
+void Chkrem_Click(App& app);
 void RemDefault(App& app);
 
 // Equaliser presets in Equalizer.txt of the program folder.
@@ -60,9 +50,6 @@ void ApplyEqBand(App& app, int index);
 // False when the file cannot be written.
 bool SaveEq(const App& app);
 void CmdReset_Click(App& app);
-void LoadEq(const App& app, PanelState& panel);
-
-// Connects the panel's controls and fills the hooks other subsystems call.
-void wireEffects(App& app);
+void LoadEq(App& app);
 
 } // namespace velvora::effects

@@ -1,6 +1,7 @@
 #include "core/files.h"
 #include "core/vb_text.h"
 #include "effects/effects.h"
+#include "widgets/main_controls.h"
 
 #include <QSlider>
 
@@ -44,16 +45,17 @@ void CmdReset_Click(App& app) {
     SaveEq(app);
 }
 
-void LoadEq(const App& app, PanelState& panel) {
-    if (panel.eqLocked) return;
+void LoadEq(App& app) {
+    EffectsState& fx = app.s.effects;
+    if (fx.eqLocked) return;
     std::ifstream in(presetPath(app), std::ios::binary);
     if (!in) return;
     const std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     const std::vector<std::string> items = vb::InputItems(text);
     std::array<std::int16_t*, 9> targets{};
-    for (std::size_t i = 0; i < 7; ++i) targets[i] = &panel.eqSaved[i];
-    targets[7] = &panel.eqPreset1;
-    targets[8] = &panel.eqPreset2;
+    for (std::size_t i = 0; i < 7; ++i) targets[i] = &fx.eqSaved[i];
+    targets[7] = &fx.eqPreset1;
+    targets[8] = &fx.eqPreset2;
     // Values that are missing or do not fit a 16-bit integer leave their target as it was.
     for (std::size_t i = 0; i < targets.size() && i < items.size(); ++i) {
         const double v = std::round(vb::Val(items[i]));

@@ -1,5 +1,6 @@
 #include "core/controls.h"
 #include "effects/effects.h"
+#include "widgets/main_controls.h"
 
 #include <QCheckBox>
 
@@ -44,12 +45,12 @@ void RemDefault(App& app) {
     BASS_ChannelRemoveDSP(chan, fx.fxRemoverDSP);
 }
 
-void Chkrem_Click(App& app, PanelState& panel) {
+void Chkrem_Click(App& app) {
     auto& ui = app.ui;
     auto& fx = app.s.effects;
     const DWORD chan = app.s.chan;
-    BASS_ChannelGetInfo(chan, &panel.chanInfo);
-    if (panel.chanInfo.chans == 1) {
+    BASS_ChannelGetInfo(chan, &fx.chanInfo);
+    if (fx.chanInfo.chans == 1) {
         app.sys.dialogs.msgBox("Only Stereo ", platform::vbCritical, "Velvora");
         return;
     }

@@ -1,6 +1,7 @@
 #include "karaoke/channel_strip.h"
 
 #include "core/controls.h"
+#include "widgets/main_controls.h"
 
 namespace velvora::karaoke {
 

@@ -3,6 +3,7 @@
 #include "core/vb_text.h"
 #include "karaoke/midi_scanner.h"
 #include "karaoke/song_identification.h"
+#include "widgets/main_controls.h"
 
 #include <QString>
 

@@ -1,8 +1,7 @@
 #include "karaoke/lrc_reader.h"
 
+#include "core/utf8.h"
 #include "core/vb_text.h"
-
-#include <QString>
 
 #include <algorithm>
 #include <cmath>
@@ -15,22 +14,6 @@ namespace velvora::karaoke {
 namespace {
 
 using Text32 = std::u32string;
-
-Text32 toText32(std::string_view utf8) {
-    return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size())).toStdU32String();
-}
-
-std::string toUtf8(const Text32& t) {
-    return QString::fromStdU32String(t).toUtf8().toStdString();
-}
-
-// 1-based position of `c` in `s` from `start`; 0 when absent.
-long long findFrom(const Text32& s, long long start, char32_t c) {
-    if (start < 1) start = 1;
-    if (static_cast<std::size_t>(start) > s.size()) return 0;
-    const std::size_t hit = s.find(c, static_cast<std::size_t>(start - 1));
-    return hit == Text32::npos ? 0 : static_cast<long long>(hit) + 1;
-}
 
 // Rounds half to even, as the conversion to a whole number does.
 double roundHalfEven(double v) {
@@ -117,7 +100,7 @@ void Show_Lyrics(App& app, std::string& text) {
     Session& s = app.s;
     WordModel& m = s.words;
 
-    const Text32 all = toText32(vb::decodeText(text));
+    const Text32 all = utf8::toText32(vb::decodeText(text));
     // The pieces between CRs; the piece after the last CR is not read.
     std::vector<Text32> pieces;
     for (std::size_t from = 0;;) {
@@ -134,12 +117,12 @@ void Show_Lyrics(App& app, std::string& text) {
     int minutes = 0;
 
     for (std::size_t i = 0; i < pieces.size(); ++i) {
-        Text32 piece = toText32(vb::Trim(toUtf8(pieces[i])));
+        Text32 piece = utf8::toText32(vb::Trim(utf8::fromText32(pieces[i])));
         long long start = 1;
         for (;;) {
-            const long long q = findFrom(piece, start, U'[');
+            const long long q = vb::InStr(start, piece, U"[");
             if (q == 0) break;
-            const long long r = findFrom(piece, start, U']');
+            const long long r = vb::InStr(start, piece, U"]");
             if (r - 1 - q < 9) {
                 // A bracket with no closing one after it gives no tag: the last tag stands.
                 if (r - q - 1 >= 0)
@@ -148,13 +131,14 @@ void Show_Lyrics(App& app, std::string& text) {
                 Text32 words = lastClose == Text32::npos ? piece : piece.substr(lastClose + 1);
 
                 int mm = 0;
-                if (wholeNumber(toUtf8(tag.substr(0, 2)), mm)) minutes = mm;
-                const int seconds = clampToInt(vb::Val(toUtf8(tag.size() > 3 ? tag.substr(3, 2) : Text32())));
+                if (wholeNumber(utf8::fromText32(tag.substr(0, 2)), mm)) minutes = mm;
+                const int seconds =
+                    clampToInt(vb::Val(utf8::fromText32(tag.size() > 3 ? tag.substr(3, 2) : Text32())));
                 const double t = static_cast<double>(minutes) * 60.0 + seconds;
 
                 // Every stamp opens a line of its own: the text gets a "/" in front, which is a
                 // line break and is cut again at once, so only its effect stays.
-                std::string upper = vb::UpperText(toUtf8(words));
+                std::string upper = vb::UpperText(utf8::fromText32(words));
                 column = 0;
                 if (lineNo < INT16_MAX) ++lineNo;
                 m.lyricLines.resize(static_cast<std::size_t>(lineNo) + 1);
@@ -163,7 +147,7 @@ void Show_Lyrics(App& app, std::string& text) {
                 WordRec& w = m.wordList[i + 1];
                 w.TimeMs = t * 1000.0;
                 w.SpanMs = t * 1000.0;
-                const long long length = static_cast<long long>(toText32(upper).size());
+                const long long length = utf8::charCount(upper);
                 if (length <= INT16_MAX) w.Length = static_cast<std::int16_t>(length);
                 w.Column = static_cast<std::int32_t>(column);
                 w.LineNo = lineNo;

@@ -1,6 +1,8 @@
 #include "karaoke/lyric_painter.h"
 
-#include "ui/controls/lyricpicture.h"
+#include "core/utf8.h"
+#include "core/vb_text.h"
+#include "widgets/lyricpicture.h"
 
 #include <QFontMetrics>
 #include <QFontMetricsF>
@@ -47,18 +49,6 @@ std::array<int, 4> slotTops(long long currentLine) {
     if (currentLine < 0 || currentLine > 123) return {0, 0, 0, 0};
     if (currentLine % 4 < 2) return {40, 70, 130, 160};
     return {130, 160, 40, 70};
-}
-
-// Position (1-based) of `find` in `s` from `start`, as the classic search gives it.
-long long inStr(long long start, const std::u32string& s, const std::u32string& find) {
-    if (start < 1) start = 1;
-    if (static_cast<std::size_t>(start) > s.size() + 1) return 0;
-    const std::size_t hit = s.find(find, static_cast<std::size_t>(start - 1));
-    return hit == std::u32string::npos ? 0 : static_cast<long long>(hit) + 1;
-}
-
-QString toQ(const std::string& s) {
-    return QString::fromUtf8(s.data(), static_cast<qsizetype>(s.size()));
 }
 
 } // namespace
@@ -145,7 +135,7 @@ void FontForSizeClass(FontSpec& f, std::int32_t sizeClass, int width) {
 }
 
 QFont lyricFont(const FontSpec& f, int width, QPaintDevice* device) {
-    const QString face = toQ(f.FaceName);
+    const QString face = utf8::toQString(f.FaceName);
     QFont font(face);
     QStringList families;
     if (!face.isEmpty()) families << face;
@@ -172,7 +162,7 @@ QFont lyricFont(const FontSpec& f, int width, QPaintDevice* device) {
 }
 
 void TypeItX5Pic(App& app, const std::string& line, const std::string& word, std::int32_t column,
-                 const std::string& nextLine, ui::LyricPicture* picture) {
+                 const std::string& nextLine, widgets::LyricPicture* picture) {
     (void)line;
     (void)nextLine;
     if (!picture) return;
@@ -215,9 +205,9 @@ void TypeItX5Pic(App& app, const std::string& line, const std::string& word, std
     QString prefix;
     const std::string& current = slot[static_cast<std::size_t>(currentSlot)];
     if (!current.empty()) {
-        const std::u32string cur = toQ(current).toStdU32String();
-        const std::u32string w = toQ(word).toStdU32String();
-        const long long pos = inStr(s, cur, w);
+        const std::u32string cur = utf8::toText32(current);
+        const std::u32string w = utf8::toText32(word);
+        const long long pos = vb::InStr(s, cur, w);
         const long long n = pos - 1 + static_cast<long long>(w.size());
         if (n > 0) prefix = QString::fromStdU32String(cur.substr(0, static_cast<std::size_t>(n)));
     }
@@ -233,7 +223,7 @@ void TypeItX5Pic(App& app, const std::string& line, const std::string& word, std
         for (int k = 0; k < 4; ++k) {
             FontSpec& f = app.s.timing.fontSpec;
             FontForSizeClass(f, p.lyricSizeClass, scaleWidth);
-            const QString text = toQ(slot[static_cast<std::size_t>(k)]);
+            const QString text = utf8::toQString(slot[static_cast<std::size_t>(k)]);
             int width = f.Width;
             QFont font = lyricFont(f, width, &img);
             // A line too long for the page is made narrower, never lower; at the narrowest width

@@ -10,7 +10,7 @@
 
 class QPaintDevice;
 
-namespace velvora::ui {
+namespace velvora::widgets {
 class LyricPicture;
 }
 
@@ -23,7 +23,7 @@ inline constexpr const char* kLyricEndText = "==============================";
 // The line slots come from lyricLines, lastLine and currentLine; `line` and `nextLine` are not
 // read. A column of -1 leaves the page as it is.
 void TypeItX5Pic(App& app, const std::string& line, const std::string& word, std::int32_t column,
-                 const std::string& nextLine, ui::LyricPicture* picture);
+                 const std::string& nextLine, widgets::LyricPicture* picture);
 
 // Font presets: each sets height, width, face and the fixed fields (weight 700, charset 1).
 void FontTahoma32x16(FontSpec& f);

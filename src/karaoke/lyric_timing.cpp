@@ -1,6 +1,7 @@
 #include "karaoke/lyric_timing.h"
 
 #include "karaoke/lyric_painter.h"
+#include "widgets/main_controls.h"
 
 #include <cmath>
 #include <cstdint>
@@ -92,12 +93,6 @@ void tmrSYLTmp3_Timer(App& app) {
 void PlayTimer_Timer(App& app) {
     // The LyricsRef list it would follow is never filled, so the tick only renews its interval.
     app.tmr.PlayTimer->setInterval(100);
-}
-
-void wireLyricTimers(App& app) {
-    app.tmr.Timer1->onTick = [&app] { Timer1_Timer(app); };
-    app.tmr.tmrSYLTmp3->onTick = [&app] { tmrSYLTmp3_Timer(app); };
-    app.tmr.PlayTimer->onTick = [&app] { PlayTimer_Timer(app); };
 }
 
 } // namespace velvora::karaoke

@@ -1,5 +1,5 @@
-// The lyric timing engine: the word step of Timer1, the audio clock sampler of tmrSYLTmp3, the
-// PlayTimer tick, and their wiring to the window's timers.
+// The lyric timing engine: the word step of Timer1, the audio clock sampler of tmrSYLTmp3 and the
+// PlayTimer tick.
 #pragma once
 
 #include "core/app.h"
@@ -22,8 +22,5 @@ void tmrSYLTmp3_Timer(App& app);
 
 // One PlayTimer tick: sets its interval to 100 again; the LyricsRef list is never followed.
 void PlayTimer_Timer(App& app);
-
-// Wires the ticks of Timer1, tmrSYLTmp3 and PlayTimer to the routines above.
-void wireLyricTimers(App& app);
 
 } // namespace velvora::karaoke

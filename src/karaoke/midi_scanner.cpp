@@ -1,8 +1,10 @@
 #include "karaoke/midi_scanner.h"
 
 #include "core/files.h"
+#include "core/utf8.h"
 #include "core/vb_text.h"
-#include "ui/controls/lyricpicture.h"
+#include "widgets/lyricpicture.h"
+#include "widgets/main_controls.h"
 
 #include <QFontMetrics>
 #include <QString>
@@ -34,32 +36,12 @@ std::string hexPadded(int byte) {
     return {digits[(byte >> 4) & 15], digits[byte & 15]};
 }
 
-// Up to `length` bytes from the 1-based `start`, as a view into `s`.
-std::string_view midView(std::string_view s, long long start, long long length) {
-    if (start < 1 || length <= 0 || start > static_cast<long long>(s.size())) return {};
-    return s.substr(static_cast<std::size_t>(start - 1), static_cast<std::size_t>(length));
-}
-
 std::int16_t wrap16(double v) {
     return static_cast<std::int16_t>(static_cast<std::uint16_t>(static_cast<long long>(v) & 0xFFFF));
 }
 
 std::int32_t wrap32(double v) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(static_cast<long long>(v) & 0xFFFFFFFFLL));
-}
-
-// Characters of UTF-8 text.
-int charCount(std::string_view utf8) {
-    int n = 0;
-    for (unsigned char c : utf8)
-        if ((c & 0xC0) != 0x80) ++n;
-    return n;
-}
-
-std::string bytes(std::initializer_list<int> list) {
-    std::string out;
-    for (int b : list) out += static_cast<char>(b);
-    return out;
 }
 
 } // namespace
@@ -94,7 +76,7 @@ void ReadHeaderWords(MidiScanState& scan) {
 
 bool ReadFirstTempo(MidiScanState& scan) {
     const std::string& buf = scan.midiBuffer;
-    const int p = vb::InStr(buf, bytes({0xFF, 0x51}));
+    const int p = vb::InStr(buf, vb::Bytes({0xFF, 0x51}));
     if (p == 0) return false;
     const int d1 = ByteAt(buf, 13), d2 = ByteAt(buf, 14);
     if (d1 >= 0 && d2 >= 0) scan.ticksPerSixteenth = vb::Val("&H" + hexPadded(d1) + hexPadded(d2)) / 4;
@@ -124,7 +106,7 @@ void GetWords(App& app, std::string_view chunk) {
         const int length = std::max(0, ByteAt(chunk, pos + 2));
         std::string raw;
         if (ByteAt(chunk, pos + 1) == 1 && ByteAt(chunk, pos + 3) != '@')
-            raw = std::string(midView(chunk, pos + 3, length));
+            raw = std::string(vb::MidView(chunk, pos + 3, length));
         // The delta in front of the next event, whose own FF ends the number.
         auto b = [&](int k) { return std::max(0, ByteAt(chunk, pos + 3 + length + k)); };
         const long long b1 = b(0), b2 = b(1), b3 = b(2), b4 = b(3);
@@ -163,7 +145,7 @@ void GetWords(App& app, std::string_view chunk) {
         WordRec& word = w.wordList[static_cast<std::size_t>(count)];
         word.TimeMs = elapsed;
         word.SpanMs = span;
-        word.Length = static_cast<std::int16_t>(charCount(text));
+        word.Length = static_cast<std::int16_t>(utf8::charCount(text));
         word.Column = column;
         word.LineNo = static_cast<std::int16_t>(line);
         word.Text = std::move(text);
@@ -174,8 +156,8 @@ void GetWords(App& app, std::string_view chunk) {
 
 void ChooseLyricTrack(App& app) {
     const std::string& buf = app.s.scan.midiBuffer;
-    const std::string wordsName = bytes({0xFF, 0x03, 0x05}) + "Words";
-    const std::string textEvent = bytes({0xFF, 0x01});
+    const std::string wordsName = vb::Bytes({0xFF, 0x03, 0x05}) + "Words";
+    const std::string textEvent = vb::Bytes({0xFF, 0x01});
     long long pos = 15;
     std::int32_t length = 0;
     std::string_view chunk;
@@ -187,7 +169,7 @@ void ChooseLyricTrack(App& app) {
         if (l1 >= 0 && l2 >= 0 && l3 >= 0 && l4 >= 0)
             length = wrap32(vb::Val("&H" + hexPadded(l1) + hexPadded(l2) + hexPadded(l3) + hexPadded(l4)));
         // A negative length or a position before the file's start cannot cut a chunk: the last one stays.
-        if (length >= 0 && pos + 8 >= 1) chunk = midView(buf, pos + 8, length);
+        if (length >= 0 && pos + 8 >= 1) chunk = vb::MidView(buf, pos + 8, length);
         if (!rejected.count({chunk.data(), chunk.size()})) {
             if (vb::InStr(chunk, wordsName) > 0) {
                 GetWords(app, chunk);
@@ -238,11 +220,11 @@ void ChannelCensus(App& app) {
     for (int c = 0; c < 16; ++c) {
         ChannelInfo& ch = app.s.channelStrip[static_cast<std::size_t>(c)];
         ch.ChannelNo = -1;
-        if (vb::InStr(buf, bytes({144 + c})) == 0) continue;
+        if (vb::InStr(buf, vb::Bytes({144 + c})) == 0) continue;
         ch.ChannelNo = static_cast<std::int16_t>(c + 1);
 
         // Program: the first change to a program other than 0.
-        const std::string program = bytes({192 + c});
+        const std::string program = vb::Bytes({192 + c});
         for (int cursor = 21;;) {
             const int hit = vb::InStr(cursor + 1, buf, program);
             if (hit == 0) break;
@@ -255,7 +237,7 @@ void ChannelCensus(App& app) {
         }
 
         // Volume: the first controller 7 between 1 and 126, else 100.
-        const std::string volume = bytes({176 + c, 7});
+        const std::string volume = vb::Bytes({176 + c, 7});
         for (int cursor = 21;;) {
             ch.Volume = 100;
             const int hit = vb::InStr(cursor + 1, buf, volume);
@@ -269,7 +251,7 @@ void ChannelCensus(App& app) {
         }
 
         // Pan: the first controller 10, or the next one when the first is out of 1..127.
-        const std::string pan = bytes({176 + c, 10});
+        const std::string pan = vb::Bytes({176 + c, 10});
         const int hit = vb::InStr(21 + 1, buf, pan);
         if (hit != 0) {
             const int value = ByteAt(buf, hit + 2LL);
@@ -304,11 +286,11 @@ void ApplyStripState(App& app) {
 
 std::string FileTempBytes() {
     std::string out = "MThd";
-    out += bytes({0, 0, 0, 6, 0, 0, 0, 1, 0, 0x60});
+    out += vb::Bytes({0, 0, 0, 6, 0, 0, 0, 1, 0, 0x60});
     out += "MTrk";
-    out += bytes({0, 0, 1, 0x80, 0});
-    for (int k = 0; k < 128; ++k) out += bytes({0xC0, k, 0x01});
-    out += bytes({0, 0xFF, 0x2F, 0});
+    out += vb::Bytes({0, 0, 1, 0x80, 0});
+    for (int k = 0; k < 128; ++k) out += vb::Bytes({0xC0, k, 0x01});
+    out += vb::Bytes({0, 0xFF, 0x2F, 0});
     return out;
 }
 

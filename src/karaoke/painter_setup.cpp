@@ -1,6 +1,7 @@
 #include "karaoke/painter_setup.h"
 
-#include "ui/controls/lyricpicture.h"
+#include "widgets/lyricpicture.h"
+#include "widgets/main_controls.h"
 
 namespace velvora::karaoke {
 

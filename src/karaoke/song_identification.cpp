@@ -11,12 +11,6 @@ namespace velvora::karaoke {
 
 namespace {
 
-std::string bytes(std::initializer_list<int> list) {
-    std::string out;
-    for (int b : list) out += static_cast<char>(b);
-    return out;
-}
-
 struct KeyEntry {
     int sf;
     const char* major;
@@ -65,13 +59,13 @@ std::string FixedText(std::string_view utf8, int width) {
 
 void FINDCOSTR(MidiScanState& scan) {
     const std::string& buf = scan.midiBuffer;
-    if (const int hit = vb::InStr(buf, bytes({0xFF, 0x02}))) {
+    if (const int hit = vb::InStr(buf, vb::Bytes({0xFF, 0x02}))) {
         scan.fixCopyright = FixedField(vb::Mid(buf, hit + 11, 20), kCopyrightWidth);
     } else if (const int upper = vb::InStr(buf, "(C)")) {
         scan.fixCopyright = FixedField(vb::Mid(buf, upper + 3, 10), kCopyrightWidth);
     } else if (const int lower = vb::InStr(buf, "(c)")) {
         scan.fixCopyright = FixedField(vb::Mid(buf, lower + 3, 10), kCopyrightWidth);
-    } else if (const int block = vb::InStr(buf, bytes({0x12, 0x40, 0x01, 0x00}))) {
+    } else if (const int block = vb::InStr(buf, vb::Bytes({0x12, 0x40, 0x01, 0x00}))) {
         scan.fixCopyright = FixedField(vb::Mid(buf, block + 5, 10), kCopyrightWidth);
     } else {
         scan.fixCopyright = FixedField("", kCopyrightWidth);
@@ -80,7 +74,7 @@ void FINDCOSTR(MidiScanState& scan) {
 
 void TEMPO(MidiScanState& scan) {
     const std::string& buf = scan.midiBuffer;
-    const int hit = vb::InStr(buf, bytes({0xFF, 0x51}));
+    const int hit = vb::InStr(buf, vb::Bytes({0xFF, 0x51}));
     const std::string three = hit != 0 ? vb::Mid(buf, hit + 3, 3) : std::string();
     if (three.empty()) {
         scan.fixTempo = FixedField("120", kTempoWidth);
@@ -96,7 +90,7 @@ void TEMPO(MidiScanState& scan) {
 
 void key(MidiScanState& scan) {
     const std::string& buf = scan.midiBuffer;
-    const int hit = vb::InStr(buf, bytes({0xFF, 0x59, 0x02}));
+    const int hit = vb::InStr(buf, vb::Bytes({0xFF, 0x59, 0x02}));
     scan.fixKeyBytes = hit != 0 ? vb::Mid(buf, hit + 3, 2) : std::string("**");
 }
 
@@ -121,13 +115,13 @@ void cercatitolo(MidiScanState& scan) {
         return;
     }
     const std::string& buf = scan.midiBuffer;
-    int hit = vb::InStr(buf, bytes({0xFF, 0x03}));
+    int hit = vb::InStr(buf, vb::Bytes({0xFF, 0x03}));
     if (hit == 0) {
-        if (const int block = vb::InStr(buf, bytes({0x00, 0x20, 0x24, 0x00, 0x04}))) {
+        if (const int block = vb::InStr(buf, vb::Bytes({0x00, 0x20, 0x24, 0x00, 0x04}))) {
             scan.fixTitle = FixedField(vb::Mid(buf, block + 5, 15), kTitleWidth);
             return;
         }
-        hit = vb::InStr(buf, bytes({0xFF, 0x01}));
+        hit = vb::InStr(buf, vb::Bytes({0xFF, 0x01}));
         if (hit == 0) {
             scan.fixTitle = FixedField("", kTitleWidth);
             return;
@@ -154,7 +148,7 @@ void CANALE4(MidiScanState& scan) {
 
 void CERCACANTO(MidiScanState& scan) {
     const std::string& buf = scan.midiBuffer;
-    const std::string noteOn = bytes({147});
+    const std::string noteOn = vb::Bytes({147});
     std::string notes;
     int from = 1;
     for (int round = 0; round < 20; ++round) {

@@ -1,11 +1,11 @@
 #include "karaoke/word_extraction.h"
 
 #include "core/mod_bass.h"
+#include "core/utf8.h"
 #include "core/vb_text.h"
 #include "karaoke/karaoke_header.h"
-#include "ui/controls/lyricpicture.h"
-
-#include <QString>
+#include "widgets/lyricpicture.h"
+#include "widgets/main_controls.h"
 
 #include <array>
 
@@ -14,16 +14,6 @@ namespace velvora::karaoke {
 namespace {
 
 constexpr QWORD kNoPosition = static_cast<QWORD>(-1);
-
-// Characters, not bytes: the word model counts what the singer sees.
-int characters(const std::string& utf8) {
-    return static_cast<int>(QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size())).size());
-}
-
-std::string cutFirstCharacter(const std::string& utf8) {
-    const QString s = QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size()));
-    return s.mid(1).toStdString();
-}
 
 bool startsWithAny(const std::string& s, const char* chars) {
     return !s.empty() && std::string_view(chars).find(s.front()) != std::string_view::npos;
@@ -97,7 +87,7 @@ void ScanLyricMarks(App& app) {
         }
         if (startsWithAny(text, "/\\<")) {
             column = 0;
-            text = cutFirstCharacter(text);
+            text = vb::Mid(text, 2); // the mark is one byte
             ++line;
             newLine = true;
             extendLines(m, line);
@@ -118,7 +108,8 @@ void ScanLyricMarks(App& app) {
         if (m.wordList.size() < round + 2) m.wordList.resize(round + 2);
         WordRec& w = m.wordList[round + 1];
         w.Text = text;
-        w.Length = static_cast<std::int16_t>(characters(text));
+        // Characters, not bytes: the word model counts what the singer sees.
+        w.Length = static_cast<std::int16_t>(utf8::charCount(text));
         w.Column = column;
         w.TimeMs = w.SpanMs = m.msPerTick * static_cast<double>(tick);
         w.LineNo = static_cast<std::int16_t>(line);

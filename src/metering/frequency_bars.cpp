@@ -1,6 +1,7 @@
 #include "metering/frequency_bars.h"
 
-#include "ui/controls/barpicture.h"
+#include "widgets/barpicture.h"
+#include "widgets/main_controls.h"
 
 #include <QImage>
 

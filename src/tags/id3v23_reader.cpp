@@ -35,9 +35,11 @@ std::string TagBytesToString(const std::uint8_t* bytes, std::size_t n) {
     return vb::decodeText(std::string_view(reinterpret_cast<const char*>(bytes), n));
 }
 
+// Seven bits of each byte: a plain size of 128 or more read this way comes out wrong, which is
+// how plain text-frame sizes are read on purpose (they agree below 128).
 std::uint32_t SynchsafeSize(const std::uint8_t* b) {
-    return (static_cast<std::uint32_t>(b[0]) << 21) + (static_cast<std::uint32_t>(b[1]) << 14) +
-           (static_cast<std::uint32_t>(b[2]) << 7) + b[3];
+    return (static_cast<std::uint32_t>(b[0] & 0x7f) << 21) + (static_cast<std::uint32_t>(b[1] & 0x7f) << 14) +
+           (static_cast<std::uint32_t>(b[2] & 0x7f) << 7) + (b[3] & 0x7fu);
 }
 
 std::uint32_t PlainSize(const std::uint8_t* b) {

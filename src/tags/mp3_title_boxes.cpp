@@ -1,6 +1,7 @@
 #include "tags/mp3_title_boxes.h"
 
 #include "core/vb_text.h"
+#include "widgets/main_controls.h"
 
 #include <QString>
 

@@ -3,11 +3,15 @@
 #include "core/controller.h"
 #include "core/controls.h"
 #include "core/files.h"
+#include "core/song_state.h"
 #include "core/startup.h"
+#include "effects/effects.h"
+#include "karaoke/lrc_reader.h"
 #include "transport/level_controls.h"
 #include "transport/midi_path.h"
 #include "transport/song_open.h"
-#include "ui/controls/lyricpicture.h"
+#include "widgets/lyricpicture.h"
+#include "widgets/main_controls.h"
 
 namespace velvora::transport {
 
@@ -15,8 +19,8 @@ namespace {
 
 void commonHead(App& app) {
     auto& ui = app.ui;
-    call(app.hooks.NVKTagClear);
-    call(app.hooks.ClearNVK);
+    call(app.pending.NVKTagClear);
+    call(app.pending.ClearNVK);
     setShown(ui.LblMidi, false);
     setShown(ui.CmdOn, false);
     setShown(ui.CmdOff, false);
@@ -24,14 +28,8 @@ void commonHead(App& app) {
     setEnabled(ui.Check1[3], false);
     setEnabled(ui.Slider2[3], false);
     setEnabled(ui.SldMidi, false);
-    for (QWidget* w : {static_cast<QWidget*>(ui.Vscroll1), static_cast<QWidget*>(ui.HscrollTempo),
-                       static_cast<QWidget*>(ui.LblToneM), static_cast<QWidget*>(ui.LblPitch),
-                       static_cast<QWidget*>(ui.Sldvol), static_cast<QWidget*>(ui.Cmd_play)})
-        setShown(w, false);
-    for (QWidget* w : {static_cast<QWidget*>(ui.SldMp3[0]), static_cast<QWidget*>(ui.SldMp3[1]),
-                       static_cast<QWidget*>(ui.LblTone), static_cast<QWidget*>(ui.SldVolume),
-                       static_cast<QWidget*>(ui.CmdStw), static_cast<QWidget*>(ui.CmdPlw)})
-        setShown(w, true);
+    setShown({ui.Vscroll1, ui.HscrollTempo, ui.LblToneM, ui.LblPitch, ui.Sldvol, ui.Cmd_play}, false);
+    setShown({ui.SldMp3[0], ui.SldMp3[1], ui.LblTone, ui.SldVolume, ui.CmdStw, ui.CmdPlw}, true);
     setEnabled(ui.SldTempo, false);
     ui.Picture3->cls();
     setEnabled(ui.Chkrem, true);
@@ -55,11 +53,12 @@ void packageBranch(App& app) {
     const std::string lyric = joinPath(app.appFolder, "TMPK/LIRICA.LRC");
     if (EsisteFile(lyric)) {
         app.s.timing.lyricFilePath = lyric;
-        call(app.hooks.Chargement_Paroles);
-        call(app.hooks.Show_Lyrics);
+        bool read = false;
+        karaoke::Chargement_Paroles(app, read);
+        karaoke::Show_Lyrics(app, app.s.timing.lyricFileText);
         app.tmr.PlayTimer->setEnabled(true);
     }
-    if (app.hooks.Sldphaser_Change) app.hooks.Sldphaser_Change(1);
+    effects::Sldphaser_Change(app, 1);
     setShown(ui.Chkphaser, true);
     setShown(ui.ChkRev, true);
     setShown(ui.LblComp, true);
@@ -69,23 +68,20 @@ void packageBranch(App& app) {
     deleteFiles(joinPath(app.appFolder, "TMPK"), "*.*");
     PerPausa(app);
     if (app.sys.process.ended()) return;
-    call(app.hooks.Decrypt);
+    call(app.pending.Decrypt);
     if (s.stemCount == 3) {
         ui.Slider2[2]->setValue(127);
         ui.Check1[2]->setChecked(true);
-        call(app.hooks.SyltContrM);
+        call(app.pending.SyltContrM);
         if (s.syltPending) {
-            call(app.hooks.Mp3SyltM);
+            call(app.pending.Mp3SyltM);
             app.tmr.Timer1->setEnabled(true);
             app.tmr.tmrSYLTmp3->setEnabled(true);
         }
     }
     setShown(ui.HscrollTempo, true);
     setShown(ui.LblToneM, true);
-    for (QWidget* w : {static_cast<QWidget*>(ui.Vscroll1), static_cast<QWidget*>(ui.LblPitch),
-                       static_cast<QWidget*>(ui.SldMp3[1]), static_cast<QWidget*>(ui.LblTone),
-                       static_cast<QWidget*>(ui.SldVolume), static_cast<QWidget*>(ui.Sldvol)})
-        setShown(w, false);
+    setShown({ui.Vscroll1, ui.LblPitch, ui.SldMp3[1], ui.LblTone, ui.SldVolume, ui.Sldvol}, false);
     app.tmr.tmrSpectrum->setEnabled(true);
     LayoutPackage(app);
 
@@ -109,17 +105,16 @@ void packageBranch(App& app) {
     s.songTitle = titleOf(s.FileName);
     setCaption(ui.LabelSongLength, s.songTitle);
     if (FileExists(resolveCaseInsensitive(app.appFolder, "SongCustom/" + GetFileName(s.FileName) + ".txt")))
-        call(app.hooks.ModMulti);
+        call(app.pending.ModMulti);
     setEnabled(ui.CmdMidi, true);
-    if (ui.Chkequalizer->isChecked() && app.hooks.vcompr_Change) app.hooks.vcompr_Change(0);
+    if (ui.Chkequalizer->isChecked()) effects::vcompr_Change(app, 0);
     SldVolume_Change(app);
     for (int i = 0; i < 3; ++i) Slider2_Change(app, i);
     s.lyricPos = 0;
-    call(app.hooks.NVKTag);
-    call(app.hooks.NVKLEGGO_FILE);
+    call(app.pending.NVKTag);
+    call(app.pending.NVKLEGGO_FILE);
     BASS_ChannelPlay(s.chan, 0);
-    setEnabled(ui.CmdStw, true);
-    setEnabled(ui.CmdPause, true);
+    showSongState(app, SongState::PackagePlaying);
 }
 
 void audioBranch(App& app) {
@@ -139,10 +134,10 @@ void audioBranch(App& app) {
     s.songTitle = titleOf(s.FileName);
     setCaption(ui.LabelSongLength, s.songTitle);
     s.lyricPos = 0;
-    call(app.hooks.Load_File_Tags);
+    call(app.pending.Load_File_Tags);
     if (!s.hasTagLyrics) {
-        call(app.hooks.SyltContr);
-        if (s.syltPending) call(app.hooks.Mp3Sylt);
+        call(app.pending.SyltContr);
+        if (s.syltPending) call(app.pending.Mp3Sylt);
     }
     // Stop belongs to a playing song: the pass made by the open leaves it off, as the Ready
     // state has it.

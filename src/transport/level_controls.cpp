@@ -4,6 +4,7 @@
 #include "core/controls.h"
 #include "transport/midi_path.h"
 #include "transport/song_open.h"
+#include "widgets/main_controls.h"
 
 #include <cmath>
 

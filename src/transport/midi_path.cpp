@@ -3,9 +3,12 @@
 #include "core/controller.h"
 #include "core/controls.h"
 #include "core/mod_bass.h"
+#include "core/song_state.h"
 #include "core/startup.h"
+#include "karaoke/word_extraction.h"
 #include "transport/song_open.h"
-#include "ui/controls/lyricpicture.h"
+#include "widgets/lyricpicture.h"
+#include "widgets/main_controls.h"
 
 #include <cmath>
 
@@ -84,7 +87,7 @@ void showMidiLength(App& app) {
 void MidiRepeat(App& app) {
     Session& s = app.s;
     s.midiActive = true;
-    call(app.hooks.GetKaraoke);
+    karaoke::GetKaraoke(app);
     s.chan = modBass::MIDI_StreamCreateFile(s.FileName, BASS_STREAM_AUTOFREE, 44100);
     // The handle is not tested: a file that has gone away leaves the song silent until Stop.
     showMidiLength(app);
@@ -100,22 +103,9 @@ void resetTouchedLevels(App& app) {
     app.s.midiActive = false;
 }
 
-void enableAfterMidiStop(App& app) {
-    auto& ui = app.ui;
-    for (QAction* a : {ui.MnuExit, ui.MnuOpenSong, ui.wavp3}) setEnabled(a, true);
-    for (QMenu* m : {ui.MnuFile, ui.mnutil, ui.cvmenu}) setEnabled(m, true);
-    setEnabled(ui.CmdCarica, true);
-    setEnabled(ui.Cmd_play, true);
-    setEnabled(ui.Cmd_Stop, false);
-}
-
-void MidiEnd(App& app) {
+void leaveMidiPlay(App& app) {
     Session& s = app.s;
     auto& ui = app.ui;
-    if (s.recordArmed) return; // a take is ended by the user's Stop
-    s.songEnded = false;
-    // An ended song has nothing to pause: the Ready state has Pause off.
-    setEnabled(ui.CmdPause, false);
     resetTouchedLevels(app);
     ui.Picture3->cls();
     app.tmr.TimTps->setEnabled(false);
@@ -123,9 +113,19 @@ void MidiEnd(App& app) {
     app.tmr.tmrSpectrum->setEnabled(false);
     BASS_StreamFree(s.chan);
     s.songFresh = false;
-    enableAfterMidiStop(app);
+    for (QAction* a : {ui.MnuExit, ui.MnuOpenSong, ui.wavp3}) setEnabled(a, true);
+    for (QMenu* m : {ui.MnuFile, ui.mnutil, ui.cvmenu}) setEnabled(m, true);
+    // An ended song has nothing to pause: Pause goes off with Stop.
+    showSongState(app, SongState::MidiReadyAgain);
     Clear(app);
-    setEnabled(ui.CmdRec, true);
+}
+
+void MidiEnd(App& app) {
+    Session& s = app.s;
+    if (s.recordArmed) return; // a take is ended by the user's Stop
+    s.songEnded = false;
+    leaveMidiPlay(app);
+    setEnabled(app.ui.CmdRec, true);
     s.midiActive = false;
 }
 
@@ -143,12 +143,16 @@ void stopAudioSong(App& app) {
     BASS_StreamFree(app.s.chan);
 }
 
+SongState audioReadyAgain(const std::string& fileName) {
+    return isPackageSong(fileName) ? SongState::PackageReadyAgain : SongState::AudioReadyAgain;
+}
+
 void Mp3End(App& app) {
     Session& s = app.s;
     auto& ui = app.ui;
     if (s.recordArmed) return;
     stopAudioSong(app);
-    setEnabled(ui.CmdPlw, true);
+    showSongState(app, audioReadyAgain(s.FileName));
     enamenu(app);
     if (s.levelsTouched && s.midiActive) {
         setShown(ui.Cmd_play, false);

@@ -3,6 +3,9 @@
 #pragma once
 
 #include "core/app.h"
+#include "core/song_state.h"
+
+#include <string>
 
 namespace velvora::transport {
 
@@ -21,12 +24,16 @@ void setEndSync(App& app);
 
 // When the user moved tone, tempo or key: those back to neutral, Rec on, the MIDI mode left.
 void resetTouchedLevels(App& app);
-// Load, Play and the menus come back, Stop goes, as after the end or the stop of a MIDI song.
-void enableAfterMidiStop(App& app);
+// What the stop of a MIDI song and its end share: the moved levels back to neutral, the page
+// cleared, the song's timers off, the stream freed, the menus back and the MidiReadyAgain state.
+void leaveMidiPlay(App& app);
 
 // Pause and Stop off, Rec on, the lyric and meter timers off, the page cleared, the stream freed:
 // the end and the stop of an audio song or package.
 void stopAudioSong(App& app);
+
+// The state an audio song or a package is in after its stop or its end.
+SongState audioReadyAgain(const std::string& fileName);
 
 void MidiRepeat(App& app);
 void MidiEnd(App& app);

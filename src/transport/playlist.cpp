@@ -5,7 +5,8 @@
 #include "core/files.h"
 #include "core/vb_text.h"
 #include "transport/song_open.h"
-#include "ui/controls/lyricpicture.h"
+#include "widgets/lyricpicture.h"
+#include "widgets/main_controls.h"
 
 namespace velvora::transport {
 

@@ -5,6 +5,7 @@
 #include "core/vb_text.h"
 #include "transport/level_controls.h"
 #include "transport/midi_path.h"
+#include "widgets/main_controls.h"
 
 #include <cmath>
 

@@ -4,11 +4,15 @@
 #include "core/controls.h"
 #include "core/files.h"
 #include "core/mod_bass.h"
+#include "core/song_state.h"
 #include "core/startup.h"
 #include "core/vb_text.h"
+#include "karaoke/word_extraction.h"
+#include "settings/app_settings.h"
 #include "transport/audio_path.h"
 #include "transport/midi_path.h"
-#include "ui/controls/lyricpicture.h"
+#include "widgets/lyricpicture.h"
+#include "widgets/main_controls.h"
 
 #include <filesystem>
 
@@ -34,12 +38,12 @@ void neutralControls(App& app, Road road) {
 void openMidi(App& app, Road road) {
     Session& s = app.s;
     auto& ui = app.ui;
-    if (road == Road::Load) call(app.hooks.NVKTagClear);
+    if (road == Road::Load) call(app.pending.NVKTagClear);
     if (road == Road::Load) setEnabled(ui.CmdMidi, false);
     setEnabled(ui.CmdRec, true);
     BASS_StreamFree(s.chan);
     setEnabled(ui.Chkrem, false);
-    call(app.hooks.GetKaraoke);
+    karaoke::GetKaraoke(app);
     s.chan = modBass::MIDI_StreamCreateFile(s.FileName, BASS_STREAM_AUTOFREE, 44100);
     if (!s.chan) {
         Error_(app, "Can't play the file");
@@ -48,12 +52,17 @@ void openMidi(App& app, Road road) {
     showMidiLength(app);
     s.lyrics.clear();
     setMidiSyncs(app);
-    setEnabled(ui.Cmd_play, true);
+    if (road == Road::Reopen) {
+        // The song in hand again: Load stays as it stands.
+        setEnabled(ui.Cmd_play, true);
+        setShown(ui.Cmd_play, true);
+    } else {
+        showSongState(app, SongState::MidiReady);
+    }
     s.songTitle = titleOf(s.FileName);
     setCaption(ui.LabelSongLength, s.songTitle);
     for (ChannelInfo& c : s.channelStrip) c.first = 0;
     ui.Slider2[3]->setValue(0);
-    setShown(ui.Cmd_play, true);
     setEnabled(ui.Slider2[3], false);
     setEnabled(ui.SldMidi, false);
     ui.SldMidi->setValue(0);
@@ -81,12 +90,12 @@ void open(App& app, Road road, const std::string* given = nullptr) {
     if (road == Road::Load) setEnabled(ui.MnuOpenSong, false);
     if (road != Road::Reopen) setEnabled(ui.CmdCarica, false);
     if (road == Road::Load) setCaption(ui.LblPrenota, "");
-    if (road != Road::Menu) call(app.hooks.visionLoad);
+    if (road != Road::Menu) settings::visionLoad(app);
     if (road == Road::Load) s.levelsTouched = false;
     s.songFresh = true;
     ui.Picture3->cls();
     neutralControls(app, road);
-    if (road == Road::Load) call(app.hooks.NVKTagClear);
+    if (road == Road::Load) call(app.pending.NVKTagClear);
     Clear(app);
     s.midiLoaded = false;
     setEnabled(ui.CmdPlw, false);
@@ -99,11 +108,11 @@ void open(App& app, Road road, const std::string* given = nullptr) {
     s.songStartedMark = false;
     s.songFresh = true;
     if (road != Road::Reopen) s.FileName.clear();
-    if (road == Road::Load) call(app.hooks.visionLoad);
+    if (road == Road::Load) settings::visionLoad(app);
     setEnabled(ui.Cmd_play, false);
 
     // From here a failing step is passed over and the next one runs.
-    call(app.hooks.KillTemp);
+    call(app.pending.KillTemp);
     if (s.pauseUsed) {
         s.pauseUsed = false;
         BASS_Free();
@@ -123,11 +132,13 @@ void open(App& app, Road road, const std::string* given = nullptr) {
         request.initialFolder = s.dialogFolder;
         const std::optional<std::string> chosen = given ? *given : app.sys.dialogs.openFile(request);
         if (!chosen) {
-            setEnabled(ui.Cmd_play, false);
             if (road == Road::Load) {
+                showSongState(app, SongState::Empty);
                 setEnabled(ui.BtnMix, false);
-                setEnabled(ui.CmdCarica, true);
                 setEnabled(ui.MnuOpenSong, true);
+            } else {
+                // The menu road leaves Load as it stands: off, so only the menu can try again.
+                setEnabled(ui.Cmd_play, false);
             }
             return;
         }
@@ -139,8 +150,13 @@ void open(App& app, Road road, const std::string* given = nullptr) {
     }
 
     if (!isMidiSong(s.FileName)) {
-        if (road != Road::Reopen) PlayAudio(app);
-        setEnabled(ui.CmdPlw, true);
+        if (road == Road::Reopen) {
+            // The song in hand is not prepared again: only its Play button comes back.
+            setEnabled(ui.CmdPlw, true);
+            return;
+        }
+        PlayAudio(app);
+        showSongState(app, isPackageSong(s.FileName) ? SongState::PackageReady : SongState::AudioReady);
         if (road == Road::Load) s.midiStreamStale = true;
         return;
     }

@@ -4,13 +4,16 @@
 #include "core/controls.h"
 #include "core/files.h"
 #include "core/mod_bass.h"
+#include "core/song_state.h"
 #include "core/startup.h"
 #include "core/vb_text.h"
+#include "effects/effects.h"
 #include "transport/audio_path.h"
 #include "transport/level_controls.h"
 #include "transport/midi_path.h"
 #include "transport/song_open.h"
-#include "ui/controls/lyricpicture.h"
+#include "widgets/lyricpicture.h"
+#include "widgets/main_controls.h"
 
 #include <QApplication>
 #include <cmath>
@@ -32,10 +35,10 @@ void finishTake(App& app, bool midiDoor) {
     setShown(ui.Picture2, false);
     app.tmr.Timer3->setEnabled(false);
     if (midiDoor) setEnabled(ui.Cmd_play, false);
-    call(app.hooks.Encode_Stop);
+    call(app.pending.Encode_Stop);
     BASS_StreamFree(s.chan);
-    call(app.hooks.StopCapture);
-    call(app.hooks.WriteCapture);
+    call(app.pending.StopCapture);
+    call(app.pending.WriteCapture);
     setShown(ui.Pbregg, true);
     for (int value : {20, 40, 60, 100}) {
         app.sys.clock.sleep(1000);
@@ -47,7 +50,7 @@ void finishTake(App& app, bool midiDoor) {
         "Crea NVK(SI)  Crea Wave(NO) ", platform::vbYesNoCancel | platform::vbInformation,
         midiDoor ? "RECORDER" : "Recorder"));
     if (s.answer == platform::vbCancel) {
-        call(app.hooks.Annulla_Rec);
+        call(app.pending.Annulla_Rec);
         return;
     }
     if (s.answer == platform::vbYes) {
@@ -57,11 +60,11 @@ void finishTake(App& app, bool midiDoor) {
         setShown(ui.LblTm[1], false);
         s.capture.recBuffer.clear();
         s.capture.recLength = 0;
-        call(app.hooks.Mp3Enc);
+        call(app.pending.Mp3Enc);
         if (midiDoor) app.sys.dialogs.msgBox("Done!", platform::vbQuestion, "Velvora");
         return;
     }
-    call(app.hooks.AudioMixer);
+    call(app.pending.AudioMixer);
     s.capture.recBuffer.clear();
     s.capture.recLength = 0;
     if (!midiDoor) {
@@ -71,6 +74,22 @@ void finishTake(App& app, bool midiDoor) {
         setEnabled(ui.CmdRec, false);
         setEnabled(ui.cmdplaystop, false);
     }
+}
+
+// A take armed before Play starts its recording here. When the recorder refuses, the song does
+// not start: its stream goes, the menus come back and its Play button is enabled again.
+bool recordingRefused(App& app, QPushButton* play, bool audioDoor) {
+    Session& s = app.s;
+    if (!s.recordArmed) return false;
+    call(app.pending.Encode_Wave);
+    if (s.recordArmed) return false;
+    if (audioDoor) app.tmr.tmrSYLTmp3->setEnabled(false);
+    app.tmr.tmrSpectrum->setEnabled(false);
+    app.tmr.tmrPlaybackPosition->setEnabled(false);
+    BASS_StreamFree(s.chan);
+    setEnabled(play, true);
+    enamenu(app);
+    return true;
 }
 
 } // namespace
@@ -99,18 +118,12 @@ void Cmd_play_Click(App& app) {
     setEnabled(ui.Slider2[3], true);
     setEnabled(ui.SldMidi, true);
     s.midiActive = true;
-    setShown(ui.Vscroll1, true);
-    setShown(ui.SldMp3[1], false);
-    setShown(ui.LblTone, false);
-    setShown(ui.HscrollTempo, false);
-    setShown(ui.LblToneM, false);
-    setShown(ui.LblPitch, true);
-    setShown(ui.SldVolume, false);
-    setShown(ui.Sldvol, true);
+    setShown({ui.Vscroll1, ui.LblPitch, ui.Sldvol}, true);
+    setShown({ui.SldMp3[1], ui.LblTone, ui.HscrollTempo, ui.LblToneM, ui.SldVolume}, false);
     s.lyricTick = 0;
     setShown(ui.CmdPlw, false);
     app.tmr.Timer1->setEnabled(true);
-    call(app.hooks.NVKTagClear);
+    call(app.pending.NVKTagClear);
     setShown(ui.CmdOff, true);
     setEnabled(ui.CmdMidi, true);
     if (shown(ui.CmdOn)) s.midiChannelVolume = 0;
@@ -122,7 +135,7 @@ void Cmd_play_Click(App& app) {
     app.tmr.TimTps->setEnabled(true);
     s.lyricPos = 0;
     s.customName = GetFileName(s.FileName);
-    if (settingsFileExists(app, s.customName)) call(app.hooks.modMidi);
+    if (settingsFileExists(app, s.customName)) call(app.pending.modMidi);
     if (!s.tempoPresetApplied) {
         SetTempo(app, true);
         setMixTimeTempoSyncs(app);
@@ -131,17 +144,7 @@ void Cmd_play_Click(App& app) {
     app.tmr.TimTps->setEnabled(true);
     s.lyricPos = 0;
     app.tmr.tmrSpectrum->setEnabled(true);
-    if (s.recordArmed) {
-        call(app.hooks.Encode_Wave);
-        if (!s.recordArmed) {
-            app.tmr.tmrSpectrum->setEnabled(false);
-            app.tmr.tmrPlaybackPosition->setEnabled(false);
-            BASS_StreamFree(s.chan);
-            setEnabled(ui.Cmd_play, true);
-            enamenu(app);
-            return;
-        }
-    }
+    if (recordingRefused(app, ui.Cmd_play, false)) return;
     app.tmr.tmrMidiTest->setEnabled(true);
     Sldvol_Change(app);
     Vscroll1_Change(app);
@@ -152,14 +155,12 @@ void Cmd_play_Click(App& app) {
         setShown(ui.CmdOff, false);
     }
     BASS_ChannelPlay(s.chan, 0);
-    setEnabled(ui.CmdPause, true);
     BASS_MIDI_FontSetVolume(s.font, 0.5f);
     ui.TextR->setText("5");
     setEnabled(ui.cmdstop, true);
-    setEnabled(ui.Cmd_play, false);
     s.songStartedMark = true;
     s.playStarted = true;
-    setEnabled(ui.Cmd_Stop, true);
+    showSongState(app, SongState::MidiPlaying);
 }
 
 void CmdPlw_Click(App& app) {
@@ -175,15 +176,11 @@ void CmdPlw_Click(App& app) {
     if (s.levelsTouched) {
         setEnabled(ui.CmdPause, true);
         ui.SldMp3[1]->setValue(0);
-        setShown(ui.SldMp3[1], true);
-        setShown(ui.LblTone, true);
         setCaption(ui.LblTone, "0");
-        setShown(ui.Vscroll1, false);
         ui.Vscroll1->setValue(0);
-        setShown(ui.LblPitch, false);
         setCaption(ui.LblPitch, "0");
-        setShown(ui.Sldvol, false);
-        setShown(ui.SldVolume, true);
+        setShown({ui.SldMp3[1], ui.LblTone, ui.SldVolume}, true);
+        setShown({ui.Vscroll1, ui.LblPitch, ui.Sldvol}, false);
         ui.Chkrem->setChecked(false);
         ui.SldTempo->setValue(10);
         setCaption(ui.LblTempo, "0%");
@@ -220,9 +217,9 @@ void CmdPlw_Click(App& app) {
     app.tmr.TimTps->setEnabled(true);
     s.customName = GetFileName(s.FileName);
     if (settingsFileExists(app, s.customName))
-        call(app.hooks.ModAudio);
+        call(app.pending.ModAudio);
     else
-        call(app.hooks.DefAudio);
+        call(app.pending.DefAudio);
     if (!s.chan) {
         // A tracker module would be the last try; the path is the dialog's.
         s.chan = modBass::MusicLoad(s.dialogFileName, s.floatFlag | 0x204, 0);
@@ -232,30 +229,17 @@ void CmdPlw_Click(App& app) {
         }
     }
     SldVolume_Change(app);
-    if (s.recordArmed) {
-        call(app.hooks.Encode_Wave);
-        if (!s.recordArmed) {
-            app.tmr.tmrSYLTmp3->setEnabled(false);
-            app.tmr.tmrSpectrum->setEnabled(false);
-            app.tmr.tmrPlaybackPosition->setEnabled(false);
-            BASS_StreamFree(s.chan);
-            setEnabled(ui.CmdPlw, true);
-            enamenu(app);
-            return;
-        }
-    }
-    if (ui.Chkrem->isChecked()) call(app.hooks.Chkrem_Click);
+    if (recordingRefused(app, ui.CmdPlw, true)) return;
+    if (ui.Chkrem->isChecked()) effects::Chkrem_Click(app);
     BASS_ChannelSetAttribute(s.chan, BASS_ATTRIB_TEMPO_PITCH, static_cast<float>(-ui.SldMp3[1]->value()));
     BASS_ChannelSetAttribute(s.chan, BASS_ATTRIB_TEMPO_PITCH, static_cast<float>(ui.SldMp3[0]->value()));
     BASS_ChannelPlay(s.chan, 0);
-    setEnabled(ui.CmdPause, true);
+    showSongState(app, SongState::AudioPlaying);
     app.tmr.tmrSpectrum->setEnabled(true);
     setEnabled(ui.Slider3[0], false);
-    call(app.hooks.GetBPM);
-    if (app.hooks.Slider3_Change) {
-        app.hooks.Slider3_Change(0);
-        app.hooks.Slider3_Change(1);
-    }
+    call(app.pending.GetBPM);
+    effects::Slider3_Change(app, 0);
+    effects::Slider3_Change(app, 1);
 }
 
 void CmdPause_Click(App& app) {
@@ -274,17 +258,8 @@ void CmdPause_Click(App& app) {
 void Cmd_Stop_Click(App& app) {
     Session& s = app.s;
     auto& ui = app.ui;
-    setEnabled(ui.CmdPause, false);
-    resetTouchedLevels(app);
-    ui.Picture3->cls();
+    leaveMidiPlay(app);
     ui.Sldposition->setValue(0);
-    app.tmr.TimTps->setEnabled(false);
-    app.tmr.Timer1->setEnabled(false);
-    app.tmr.tmrSpectrum->setEnabled(false);
-    BASS_StreamFree(s.chan);
-    s.songFresh = false;
-    enableAfterMidiStop(app);
-    Clear(app);
     if (s.recordArmed) finishTake(app, true);
     setEnabled(ui.CmdRec, true);
     s.midiActive = false;
@@ -306,7 +281,7 @@ void CmdStw_Click(App& app) {
         ui.Chkphaser->setChecked(false);
         ui.ChkRev->setChecked(false);
     }
-    if (!s.recordArmed) setEnabled(ui.CmdPlw, true);
+    if (!s.recordArmed) showSongState(app, audioReadyAgain(s.FileName));
     enamenu(app);
     if (s.recordArmed) finishTake(app, false);
     if (s.levelsTouched && s.midiActive) {

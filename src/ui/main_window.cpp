@@ -2,6 +2,7 @@
 
 #include "core/startup.h"
 #include "ui/wiring.h"
+#include "widgets/main_controls.h"
 
 #include "transport/transport.h"
 
@@ -13,7 +14,8 @@
 namespace velvora::ui {
 
 MainWindow::MainWindow(platform::Services& services)
-    : controls_(std::make_unique<MainControls>(this)), app_(std::make_unique<App>(*controls_, services)) {
+    : controls_(std::make_unique<widgets::MainControls>(this)),
+      app_(std::make_unique<App>(*controls_, services)) {
     wire(*app_);
     qApp->installEventFilter(this);
 }

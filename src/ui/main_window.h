@@ -2,7 +2,6 @@
 #pragma once
 
 #include "core/app.h"
-#include "ui/controls/main_controls.h"
 
 #include <QMainWindow>
 #include <memory>
@@ -22,7 +21,7 @@ class MainWindow final : public QMainWindow {
     bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
-    std::unique_ptr<MainControls> controls_;
+    std::unique_ptr<widgets::MainControls> controls_;
     std::unique_ptr<App> app_;
 };
 

@@ -3,12 +3,10 @@
 #include "core/startup.h"
 #include "effects/effects.h"
 #include "karaoke/channel_strip.h"
-#include "karaoke/lrc_reader.h"
 #include "karaoke/lyric_timing.h"
 #include "karaoke/painter_setup.h"
-#include "karaoke/word_extraction.h"
-#include "metering/palette.h"
 #include "metering/frequency_bars.h"
+#include "metering/palette.h"
 #include "settings/app_settings.h"
 #include "transport/level_controls.h"
 #include "transport/playlist.h"
@@ -16,37 +14,50 @@
 #include "transport/song_open.h"
 #include "transport/transport.h"
 
-#include "ui/controls/clicklabel.h"
+#include "widgets/clicklabel.h"
+#include "widgets/main_controls.h"
 
 #include <QAction>
 #include <QApplication>
+#include <QCheckBox>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QSlider>
 
 namespace velvora::ui {
 
 namespace {
 
+// The calls that go up from the core. The explorer hooks stay empty: the program has no explorer
+// window; the pending hooks wait for their subsystems.
 void wireHooks(App& app) {
     Hooks& h = app.hooks;
     h.confload = [&app] { settings::confload(app); };
-    h.visionLoad = [&app] { settings::visionLoad(app); };
     h.lyricSurfaceInit = [&app] { karaoke::SetupLyricSurface(app); };
     h.painterFontStage = [&app] { karaoke::PainterFontStage(app, 1); };
     h.spectrumInit = [&app] { metering::InitSpectrum(app); };
-    h.GetKaraoke = [&app] { karaoke::GetKaraoke(app); };
-    h.Chargement_Paroles = [&app] {
-        bool ok = false;
-        karaoke::Chargement_Paroles(app, ok);
-    };
-    h.Show_Lyrics = [&app] { karaoke::Show_Lyrics(app, app.s.timing.lyricFileText); };
+    h.SldEq_Change = [&app](int band) { effects::SldEq_Change(app, band); };
     h.unloadOtherWindows = [&app] {
         for (QWidget* w : QApplication::topLevelWidgets())
             if (w != app.ui.window && w->isVisible()) w->close();
     };
 }
 
+template <class Widget, class Signal, class Handler>
+void on(Widget* w, Signal signal, Handler handler) {
+    if (w) QObject::connect(w, signal, handler);
+}
+
 template <class Widget, class Signal>
 void on(Widget* w, Signal signal, App& app, void (*routine)(App&)) {
-    if (w) QObject::connect(w, signal, [&app, routine] { routine(app); });
+    on(w, signal, [&app, routine] { routine(app); });
+}
+
+// An indexed control: each element runs the routine with its own index.
+template <class Widget, std::size_t N, class Signal>
+void onEach(const std::array<Widget*, N>& widgets, Signal signal, App& app, void (*routine)(App&, int)) {
+    for (std::size_t i = 0; i < N; ++i)
+        on(widgets[i], signal, [&app, routine, i] { routine(app, static_cast<int>(i)); });
 }
 
 void wireTransport(App& app) {
@@ -67,29 +78,50 @@ void wireTransport(App& app) {
     on(ui.Sldposition, &QSlider::sliderReleased, app, &Sldposition_Release);
 
     on(ui.SldTempo, &QSlider::valueChanged, app, &SldTempo_Change);
-    on(ui.LblTempo, &ClickLabel::clicked, app, &LblTempo_Click);
+    on(ui.LblTempo, &widgets::ClickLabel::clicked, app, &LblTempo_Click);
     on(ui.Vscroll1, &QSlider::valueChanged, app, &Vscroll1_Change);
-    on(ui.LblPitch, &ClickLabel::clicked, app, &LblPitch_Click);
+    on(ui.LblPitch, &widgets::ClickLabel::clicked, app, &LblPitch_Click);
     on(ui.Sldvol, &QSlider::valueChanged, app, &Sldvol_Change);
     on(ui.SldMidi, &QSlider::valueChanged, app, &SldMidi_Change);
-    on(ui.Lbltmp, &ClickLabel::clicked, app, &Lbltmp_Click);
-    on(ui.LblTone, &ClickLabel::clicked, app, &LblTone_Click);
+    on(ui.Lbltmp, &widgets::ClickLabel::clicked, app, &Lbltmp_Click);
+    on(ui.LblTone, &widgets::ClickLabel::clicked, app, &LblTone_Click);
     on(ui.HscrollTempo, &QSlider::valueChanged, app, &HscrollTempo_Change);
-    on(ui.LblToneM, &ClickLabel::clicked, app, &LblToneM_Click);
+    on(ui.LblToneM, &widgets::ClickLabel::clicked, app, &LblToneM_Click);
     on(ui.Hstempo, &QSlider::valueChanged, app, &Hstempo_Change);
-    on(ui.LbltKTM, &ClickLabel::clicked, app, &LbltKTM_Click);
+    on(ui.LbltKTM, &widgets::ClickLabel::clicked, app, &LbltKTM_Click);
     on(ui.SldVolume, &QSlider::valueChanged, app, &SldVolume_Change);
     on(ui.Slider1, &QSlider::valueChanged, app, &Slider1_Change);
-    for (int i = 0; i < 2; ++i)
-        QObject::connect(ui.SldMp3[static_cast<std::size_t>(i)], &QSlider::valueChanged,
-                         [&app, i] { SldMp3_Change(app, i); });
-    for (int i = 0; i < 16; ++i)
-        QObject::connect(ui.Slider2[static_cast<std::size_t>(i)], &QSlider::valueChanged,
-                         [&app, i] { Slider2_Change(app, i); });
+    onEach(ui.SldMp3, &QSlider::valueChanged, app, &SldMp3_Change);
+    onEach(ui.Slider2, &QSlider::valueChanged, app, &Slider2_Change);
 
     app.tmr.TimTps->onTick = [&app] { TimTps_Timer(app); };
     app.tmr.tmrMidiTest->onTick = [&app] { tmrMidiTest_Timer(app); };
     app.tmr.tmrPlaybackPosition->onTick = [&app] { tmrPlaybackPosition_Timer(app); };
+}
+
+void wireEffects(App& app) {
+    using namespace effects;
+    auto& ui = app.ui;
+    on(ui.ChkRev, &QCheckBox::toggled, app, &ChkRev_Click);
+    on(ui.Sldrev, &QSlider::valueChanged, app, &Sldrev_Change);
+    on(ui.Chkphaser, &QCheckBox::toggled, app, &Chkphaser_Click);
+    on(ui.Sldphaser[1], &QSlider::valueChanged, [&app] { Sldphaser_Change(app, 1); });
+    on(ui.Chkequalizer, &QPushButton::clicked, app, &Chkequalizer_Click);
+    onEach(ui.SldEq, &QSlider::valueChanged, app, &SldEq_Change);
+    onEach(ui.vcompr, &QSlider::valueChanged, app, &vcompr_Change);
+    on(ui.Slider3[0], &QSlider::valueChanged, [&app] { Slider3_Change(app, 0); });
+    on(ui.Chklow, &QCheckBox::toggled, app, &Chklow_Click);
+    on(ui.Chkcmp, &QCheckBox::toggled, app, &Chkcmp_Click);
+    on(ui.Veq1, &QScrollBar::valueChanged, app, &Veq1_Change);
+    on(ui.Chkrem, &QCheckBox::toggled, app, &Chkrem_Click);
+    on(ui.CmdReset, &QPushButton::clicked, app, &CmdReset_Click);
+}
+
+void wireLyricTimers(App& app) {
+    using namespace karaoke;
+    app.tmr.Timer1->onTick = [&app] { Timer1_Timer(app); };
+    app.tmr.tmrSYLTmp3->onTick = [&app] { tmrSYLTmp3_Timer(app); };
+    app.tmr.PlayTimer->onTick = [&app] { PlayTimer_Timer(app); };
 }
 
 void wireMenus(App& app) {
@@ -107,14 +139,12 @@ void wire(App& app) {
     wireHooks(app);
     wireMenus(app);
     wireTransport(app);
-    karaoke::wireLyricTimers(app);
+    wireLyricTimers(app);
     app.tmr.tmrSpectrum->onTick = [&app] { metering::UpdateSpectrum(app); };
-    for (int i = 0; i < 16; ++i)
-        QObject::connect(app.ui.Check1[static_cast<std::size_t>(i)], &QCheckBox::toggled,
-                         [&app, i] { karaoke::Check1_Click(app, i); });
+    onEach(app.ui.Check1, &QCheckBox::toggled, app, &karaoke::Check1_Click);
     on(app.ui.CmdOn, &QPushButton::clicked, app, &karaoke::CmdOn_Click);
     on(app.ui.CmdOff, &QPushButton::clicked, app, &karaoke::CmdOff_Click);
-    effects::wireEffects(app);
+    wireEffects(app);
 }
 
 } // namespace velvora::ui

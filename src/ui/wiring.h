@@ -1,5 +1,6 @@
 // Connects the main window's controls and timers to the routines of the subsystems, and the
-// core's hooks to the routines that stand above it. The window and the tests use the same wiring.
+// core's upward hooks to the routines that stand above it. The window and the tests use the same
+// wiring.
 #pragma once
 
 #include "core/app.h"

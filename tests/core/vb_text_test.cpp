@@ -1,4 +1,5 @@
 #include "core/files.h"
+#include "core/utf8.h"
 #include "core/vb_text.h"
 #include "support/app_fixture.h"
 
@@ -27,6 +28,32 @@ TEST(VbText, PositionsAreOneBasedAndForgiving) {
     EXPECT_EQ(Right("song.kar", 3), "kar");
     EXPECT_EQ(Right("ar", 3), "ar");
     EXPECT_EQ(Trim("  a b  "), "a b");
+}
+
+TEST(VbText, ByteSearchesAndCharacterSearchesShareTheirRules) {
+    const std::string buf = Bytes({0x4D, 0xFF, 0x51, 0x03, 0x07}) + "x";
+    EXPECT_EQ(InStr(buf, Bytes({0xFF, 0x51})), 2);
+    EXPECT_EQ(MidView(buf, 4, 2), Bytes({0x03, 0x07}));
+    EXPECT_EQ(MidView(buf, 5).size(), 2u);
+    EXPECT_TRUE(MidView(buf, 7, 3).empty());
+    EXPECT_EQ(MidView(buf, 1LL << 40, 3).data(), nullptr) << "a start past any int is out of range";
+    // Over characters: "è" and "😀" are one position each.
+    const std::u32string line = U"Canto è 😀 ancora";
+    EXPECT_EQ(InStr(1, line, U"è"), 7);
+    EXPECT_EQ(InStr(8, line, U"ancora"), 11);
+    EXPECT_EQ(InStr(12, line, U"ancora"), 0);
+    EXPECT_EQ(InStr(static_cast<long long>(line.size()) + 1, line, U""),
+              static_cast<long long>(line.size()) + 1);
+    EXPECT_EQ(InStr(static_cast<long long>(line.size()) + 2, line, U""), 0);
+}
+
+TEST(Utf8, CharactersAreCountedAndCarriedWhole) {
+    const std::string text = "Perch\xC3\xA9 \xF0\x9F\x98\x80"; // "Perché 😀"
+    EXPECT_EQ(utf8::charCount(text), 8);
+    EXPECT_EQ(utf8::toText32(text).size(), 8u);
+    EXPECT_EQ(utf8::fromText32(utf8::toText32(text)), text);
+    EXPECT_EQ(utf8::toQString(text).toStdString(), text);
+    EXPECT_EQ(utf8::toQString(std::string_view("a\0b", 3)).size(), 3);
 }
 
 TEST(VbText, ValReadsTheLeadingNumberOnly) {

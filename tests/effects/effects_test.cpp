@@ -122,10 +122,10 @@ TEST_F(EffectsTest, EqualiserBandsTakeTheSliderNegatedAndResetSavesSevenZeroes) 
     EXPECT_EQ(text, seven);
 
     // The preset reader takes the seven back; the two values behind them are absent.
-    effects::PanelState panel;
+    EffectsState& panel = app->s.effects;
     panel.eqSaved.fill(5);
     panel.eqPreset1 = 7;
-    effects::LoadEq(*app, panel);
+    effects::LoadEq(*app);
     for (auto v : panel.eqSaved) EXPECT_EQ(v, 0);
     EXPECT_EQ(panel.eqPreset1, 7);
 

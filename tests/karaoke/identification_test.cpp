@@ -1,4 +1,5 @@
 // Song identification by byte search, and the header read that shows it in the four text boxes.
+#include "core/utf8.h"
 #include "karaoke/karaoke_header.h"
 #include "karaoke/midi_bytes.h"
 #include "karaoke/midi_scanner.h"
@@ -175,10 +176,6 @@ TEST(SongMelodyChannel, FourthChannelNotes) {
     EXPECT_FALSE(FINDKARA(""));
 }
 
-int characters(const std::string& utf8) {
-    return static_cast<int>(QString::fromStdString(utf8).size());
-}
-
 class HeaderTest : public testing::AppFixture {
   protected:
     void open(const std::string& name, const std::string& data) {
@@ -220,7 +217,7 @@ TEST_F(HeaderTest, KaraokeTitleMark) {
     const std::string body = meta(0x03, "Track") + meta(0x01, "@TMy Song") + meta(0x01, "@LENGL");
     open("song.kar", song(body));
     EXPECT_EQ(box(app->ui.Title).substr(0, 7), "My Song");
-    EXPECT_EQ(characters(app->s.scan.fixTitle), 30);
+    EXPECT_EQ(utf8::charCount(app->s.scan.fixTitle), 30);
     open("SONG.KAR", song(body));
     EXPECT_EQ(box(app->ui.Title).substr(0, 7), "My Song");
     open("song.mid", song(body));
@@ -282,9 +279,9 @@ TEST_F(HeaderTest, RealFiles) {
             GetKaraokeHeader(*app);
             const MidiScanState& scan = app->s.scan;
             EXPECT_EQ(scan.midiBuffer.size(), entry.file_size());
-            EXPECT_EQ(characters(scan.fixTitle), 30);
-            EXPECT_EQ(characters(scan.fixCopyright), 20);
-            EXPECT_EQ(characters(scan.fixTempo), 3);
+            EXPECT_EQ(utf8::charCount(scan.fixTitle), 30);
+            EXPECT_EQ(utf8::charCount(scan.fixCopyright), 20);
+            EXPECT_EQ(utf8::charCount(scan.fixTempo), 3);
             EXPECT_TRUE(std::isfinite(app->s.words.msPerTick));
             EXPECT_GE(app->s.words.msPerTick, 0);
             if (scan.midiBuffer.rfind("MThd", 0) == 0 && entry.file_size() >= 14 &&
@@ -297,10 +294,13 @@ TEST_F(HeaderTest, RealFiles) {
             for (std::size_t i = 1; i < w.wordList.size(); ++i) {
                 const WordRec& word = w.wordList[i];
                 ASSERT_LT(static_cast<std::size_t>(word.LineNo), w.shownLines.size());
-                EXPECT_EQ(word.Length, characters(word.Text));
-                const QString line =
-                    QString::fromStdString(w.shownLines[static_cast<std::size_t>(word.LineNo)]);
-                EXPECT_EQ(line.mid(word.Column, word.Length).toStdString(), word.Text) << i;
+                EXPECT_EQ(word.Length, utf8::charCount(word.Text));
+                const std::u32string line =
+                    utf8::toText32(w.shownLines[static_cast<std::size_t>(word.LineNo)]);
+                const auto column = static_cast<std::size_t>(word.Column);
+                const std::u32string shown =
+                    column <= line.size() ? line.substr(column, static_cast<std::size_t>(word.Length)) : U"";
+                EXPECT_EQ(utf8::fromText32(shown), word.Text) << i;
                 if (i > 1) {
                     EXPECT_GE(word.TimeMs, w.wordList[i - 1].TimeMs);
                 }

@@ -6,7 +6,7 @@
 #include "karaoke/lyric_timing.h"
 #include "karaoke/painter_setup.h"
 #include "support/app_fixture.h"
-#include "ui/controls/lyricpicture.h"
+#include "widgets/lyricpicture.h"
 
 #include <QImage>
 
@@ -62,7 +62,6 @@ class LyricFixture : public AppFixture {
         AppFixture::SetUp();
         karaoke::SetupLyricSurface(*app);
         karaoke::PainterFontStage(*app, 1);
-        karaoke::wireLyricTimers(*app);
     }
 
     // Fills the model as the scan of a KAR file does: times are ticks times msPerTick, columns

@@ -5,7 +5,7 @@
 #include "support/song_files.h"
 #include "transport/song_open.h"
 #include "transport/transport.h"
-#include "ui/controls/barpicture.h"
+#include "widgets/barpicture.h"
 
 #include <algorithm>
 

@@ -8,6 +8,7 @@
 #include "platform/scripted/scripted_process.h"
 #include "platform/scripted/virtual_clock.h"
 #include "ui/main_window.h"
+#include "widgets/main_controls.h"
 
 #include <filesystem>
 #include <string>

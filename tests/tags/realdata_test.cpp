@@ -89,8 +89,8 @@ TEST_F(RealTagTest, ExtendedHeaderWithCrcPutsTheFrameBehindOutOfStep) {
     const auto& r = readReal("audio-scan__v2.3-ext-header.mp3");
     EXPECT_TRUE(r.id3ExtHeader);
     EXPECT_TRUE(r.id3HasCrc);
-    // Read from the four bytes after the header's 13: a1 'T' 'C' 'O'.
-    EXPECT_EQ(r.id3Crc, 339026383.0);
+    // Read from the four bytes after the header's 13, seven bits of each: a1 'T' 'C' 'O'.
+    EXPECT_EQ(r.id3Crc, 70590927.0);
     EXPECT_EQ(r.id3Genre, "");
 }
 

@@ -1,4 +1,5 @@
 #include "core/controls.h"
+#include "core/song_state.h"
 #include "engine/api.h"
 #include "support/app_fixture.h"
 #include "support/midi_writer.h"
@@ -16,32 +17,12 @@ namespace fs = std::filesystem;
 using namespace transport;
 using testing::AppFixture;
 
-// The buttons that carry the song's state, as the user sees them.
-struct Buttons {
-    bool play, playShown, plw, plwShown, stop, stw, pause, load;
-    bool operator==(const Buttons&) const = default;
-};
-
-std::ostream& operator<<(std::ostream& os, const Buttons& b) {
-    return os << "play=" << b.play << "/" << b.playShown << " plw=" << b.plw << "/" << b.plwShown
-              << " stop=" << b.stop << " stw=" << b.stw << " pause=" << b.pause << " load=" << b.load;
+// The window shows the state's buttons as the one state table has them.
+::testing::AssertionResult Shows(const App& app, SongState state) {
+    if (shows(app, state)) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "the buttons show " << describe(seenButtons(app)) << ", not "
+                                         << nameOf(state) << ": " << describe(buttonsOf(state));
 }
-
-Buttons buttons(const App& app) {
-    const auto& ui = app.ui;
-    return {ui.Cmd_play->isEnabled(), shown(ui.Cmd_play),       ui.CmdPlw->isEnabled(),
-            shown(ui.CmdPlw),         ui.Cmd_Stop->isEnabled(), ui.CmdStw->isEnabled(),
-            ui.CmdPause->isEnabled(), ui.CmdCarica->isEnabled()};
-}
-
-//                                    play  shown  plw    shown  stop   stw    pause  load
-constexpr Buttons kEmpty{false, true, false, false, false, false, false, true};
-constexpr Buttons kMidiReadyOpened{true, true, false, false, false, false, false, false};
-constexpr Buttons kMidiPlaying{false, true, false, false, true, false, true, false};
-constexpr Buttons kMidiReadyStopped{true, true, false, false, false, false, false, true};
-constexpr Buttons kAudioReadyOpened{false, false, true, true, false, false, false, false};
-constexpr Buttons kAudioPlaying{false, false, false, true, false, true, true, false};
-constexpr Buttons kAudioReadyStopped{false, false, true, true, false, false, false, true};
 
 class SongPathTest : public AppFixture {
   protected:
@@ -65,9 +46,9 @@ class SongPathTest : public AppFixture {
 
 TEST_F(SongPathTest, MidiSongThroughOpenPlayPauseStopAndASecondPlay) {
     start();
-    EXPECT_EQ(buttons(*app), kEmpty);
+    EXPECT_TRUE(Shows(*app, SongState::Empty));
     open(kar());
-    EXPECT_EQ(buttons(*app), kMidiReadyOpened);
+    EXPECT_TRUE(Shows(*app, SongState::MidiReady));
     EXPECT_EQ(caption(app->ui.LabelSongLength), "Twinkle");
     EXPECT_NE(app->s.chan.load(), 0u);
     EXPECT_EQ(dialogs.shown().back().caption, "Load File");
@@ -75,7 +56,7 @@ TEST_F(SongPathTest, MidiSongThroughOpenPlayPauseStopAndASecondPlay) {
     const DWORD opened = app->s.chan;
 
     Cmd_play_Click(*app);
-    EXPECT_EQ(buttons(*app), kMidiPlaying);
+    EXPECT_TRUE(Shows(*app, SongState::MidiPlaying));
     EXPECT_TRUE(app->s.midiActive);
     EXPECT_EQ(app->s.chan.load(), opened) << "the first play uses the stream of the open";
     EXPECT_EQ(BASS_ChannelIsActive(app->s.chan), 1u);
@@ -84,32 +65,32 @@ TEST_F(SongPathTest, MidiSongThroughOpenPlayPauseStopAndASecondPlay) {
 
     CmdPause_Click(*app);
     EXPECT_EQ(BASS_ChannelIsActive(app->s.chan), 3u);
-    EXPECT_EQ(buttons(*app), kMidiPlaying);
+    EXPECT_TRUE(Shows(*app, SongState::MidiPlaying));
     CmdPause_Click(*app);
     EXPECT_EQ(BASS_ChannelIsActive(app->s.chan), 1u);
     EXPECT_TRUE(app->s.pauseUsed);
 
     Cmd_Stop_Click(*app);
-    EXPECT_EQ(buttons(*app), kMidiReadyStopped);
+    EXPECT_TRUE(Shows(*app, SongState::MidiReadyAgain));
     EXPECT_FALSE(app->s.midiActive);
     EXPECT_EQ(BASS_ChannelIsActive(opened), 0u);
 
     Cmd_play_Click(*app);
     EXPECT_NE(app->s.chan.load(), opened) << "a second play rebuilds the stream";
     EXPECT_EQ(BASS_ChannelIsActive(app->s.chan), 1u);
-    EXPECT_EQ(buttons(*app), kMidiPlaying);
+    EXPECT_TRUE(Shows(*app, SongState::MidiPlaying));
 }
 
 TEST_F(SongPathTest, CancellingTheDialogLeavesTheEmptyState) {
     start();
     dialogs.answerFile(std::nullopt);
     CmdCarica_Click(*app);
-    EXPECT_EQ(buttons(*app), kEmpty);
+    EXPECT_TRUE(Shows(*app, SongState::Empty));
     EXPECT_TRUE(app->s.FileName.empty());
     Cmd_play_Click(*app); // inert without a song
-    EXPECT_EQ(buttons(*app), kEmpty);
+    EXPECT_TRUE(Shows(*app, SongState::Empty));
     transport::Form_KeyDown(*app, 83);
-    EXPECT_EQ(buttons(*app), kEmpty);
+    EXPECT_TRUE(Shows(*app, SongState::Empty));
 }
 
 TEST_F(SongPathTest, MidiSongEndsByItselfAndComesBackReady) {
@@ -118,7 +99,7 @@ TEST_F(SongPathTest, MidiSongEndsByItselfAndComesBackReady) {
     Cmd_play_Click(*app);
     // 28 syllables 48 ticks apart at 96 ticks a beat and 120 bpm: about 7.25 s.
     ASSERT_TRUE(clock.advanceUntil([&] { return app->ui.CmdCarica->isEnabled(); }, 12000));
-    EXPECT_EQ(buttons(*app), kMidiReadyStopped);
+    EXPECT_TRUE(Shows(*app, SongState::MidiReadyAgain));
     EXPECT_FALSE(app->s.songEnded);
     EXPECT_FALSE(app->s.midiActive);
     EXPECT_FALSE(app->tmr.Timer1->enabled());
@@ -138,33 +119,33 @@ TEST_F(SongPathTest, KeySStopsAMidiSongAndTheBarSeeksByTicks) {
     EXPECT_TRUE(app->tmr.tmrMidiTest->enabled());
     EXPECT_EQ(BASS_ChannelGetPosition(app->s.chan, BASS_POS_MIDI_TICK), 1200u);
     transport::Form_KeyDown(*app, 'A');
-    EXPECT_EQ(buttons(*app), kMidiPlaying);
+    EXPECT_TRUE(Shows(*app, SongState::MidiPlaying));
     transport::Form_KeyDown(*app, 83);
-    EXPECT_EQ(buttons(*app), kMidiReadyStopped);
+    EXPECT_TRUE(Shows(*app, SongState::MidiReadyAgain));
 }
 
 TEST_F(SongPathTest, AudioPlayDuringMidiPlaySaysPremiStopAndChangesNothing) {
     start();
     open(kar());
     Cmd_play_Click(*app);
-    const Buttons before = buttons(*app);
+    const StateButtons before = seenButtons(*app);
     dialogs.answer(platform::vbOK);
     CmdPlw_Click(*app);
     ASSERT_EQ(dialogs.shown().back().text, "PREMI STOP");
     EXPECT_EQ(dialogs.shown().back().caption, "Velvora");
     EXPECT_EQ(dialogs.shown().back().style, 32);
-    EXPECT_EQ(buttons(*app), before);
+    EXPECT_EQ(describe(seenButtons(*app)), describe(before));
 }
 
 TEST_F(SongPathTest, AudioSongThroughOpenPlaySeekStopAndNaturalEnd) {
     start();
     open(wav(3.0));
-    EXPECT_EQ(buttons(*app), kAudioReadyOpened);
+    EXPECT_TRUE(Shows(*app, SongState::AudioReady));
     EXPECT_TRUE(app->s.midiStreamStale);
     EXPECT_EQ(caption(app->ui.LabelSongLength), "Tone");
 
     CmdPlw_Click(*app);
-    EXPECT_EQ(buttons(*app), kAudioPlaying);
+    EXPECT_TRUE(Shows(*app, SongState::AudioPlaying));
     EXPECT_EQ(app->ui.Sldposition->maximum(), 3);
     EXPECT_EQ(caption(app->ui.lblTime), "0:03");
     app->ui.Sldposition->setValue(2);
@@ -175,12 +156,12 @@ TEST_F(SongPathTest, AudioSongThroughOpenPlaySeekStopAndNaturalEnd) {
     EXPECT_NEAR(at, 2.0, 0.05);
 
     CmdStw_Click(*app);
-    EXPECT_EQ(buttons(*app), kAudioReadyStopped);
+    EXPECT_TRUE(Shows(*app, SongState::AudioReadyAgain));
 
     CmdPlw_Click(*app);
-    EXPECT_EQ(buttons(*app), kAudioPlaying);
+    EXPECT_TRUE(Shows(*app, SongState::AudioPlaying));
     ASSERT_TRUE(clock.advanceUntil([&] { return app->ui.CmdPlw->isEnabled(); }, 6000));
-    EXPECT_EQ(buttons(*app), kAudioReadyStopped);
+    EXPECT_TRUE(Shows(*app, SongState::AudioReadyAgain));
 }
 
 TEST_F(SongPathTest, ANonMidiFileNamedMidOpensWithEmptyFieldsAndCannotPlay) {
@@ -202,7 +183,7 @@ TEST_F(SongPathTest, AMidiExtensionOfFourLettersTakesTheAudioRoad) {
     const fs::path path = folder.path() / "song.midi";
     miditest::writeFile(path, testing::karaokeMidi({"a", "b"}));
     open(path);
-    EXPECT_EQ(buttons(*app), kAudioReadyOpened);
+    EXPECT_TRUE(Shows(*app, SongState::AudioReady));
     dialogs.answer(platform::vbOK);
     CmdPlw_Click(*app);
     // The audio road cannot decode MIDI bytes: the song has no valid length.

@@ -4,7 +4,7 @@
 
 class QDialog;
 
-namespace velvora::ui {
+namespace velvora::widgets {
 
 // The package maker's controls ("Crea NVK File").
 struct Form1Controls : public Ui::Form1 {
@@ -13,4 +13,4 @@ struct Form1Controls : public Ui::Form1 {
     QDialog* dialog;
 };
 
-} // namespace velvora::ui
+} // namespace velvora::widgets

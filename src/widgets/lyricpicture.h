@@ -7,7 +7,7 @@
 class QPaintEvent;
 class QResizeEvent;
 
-namespace velvora::ui {
+namespace velvora::widgets {
 
 // The lyric page. The painter draws into image() and calls refresh(); the widget only shows the
 // image. The image always has the widget's size; a resize gives a new, cleared image.
@@ -41,4 +41,4 @@ class LyricPicture : public QWidget {
     QColor background_{0x40, 0x40, 0x40};
 };
 
-} // namespace velvora::ui
+} // namespace velvora::widgets

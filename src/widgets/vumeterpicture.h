@@ -4,7 +4,7 @@
 
 class QPaintEvent;
 
-namespace velvora::ui {
+namespace velvora::widgets {
 
 // The live input level box: black, with a green bar rising from the bottom. A level of 1 fills
 // the box; higher levels are accepted and simply fill it.
@@ -27,4 +27,4 @@ class VuMeterPicture : public QWidget {
     double level_ = 0.0;
 };
 
-} // namespace velvora::ui
+} // namespace velvora::widgets

@@ -1,8 +1,8 @@
-#include "clicklabel.h"
+#include "widgets/clicklabel.h"
 
 #include <QMouseEvent>
 
-namespace velvora::ui {
+namespace velvora::widgets {
 
 ClickLabel::ClickLabel(QWidget* parent) : QLabel(parent) {
     setCursor(Qt::PointingHandCursor);
@@ -25,4 +25,4 @@ void ClickLabel::mouseReleaseEvent(QMouseEvent* event) {
     QLabel::mouseReleaseEvent(event);
 }
 
-} // namespace velvora::ui
+} // namespace velvora::widgets

@@ -6,7 +6,7 @@
 
 class QMainWindow;
 
-namespace velvora::ui {
+namespace velvora::widgets {
 
 // The main window's controls, by their own names, with the indexed ones gathered into arrays.
 struct MainControls : public Ui::frmMain {
@@ -26,4 +26,4 @@ struct MainControls : public Ui::frmMain {
     std::array<QPushButton*, 2> Cmd_432M;
 };
 
-} // namespace velvora::ui
+} // namespace velvora::widgets

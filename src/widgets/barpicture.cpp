@@ -1,9 +1,9 @@
-#include "barpicture.h"
+#include "widgets/barpicture.h"
 
 #include <QPaintEvent>
 #include <QPainter>
 
-namespace velvora::ui {
+namespace velvora::widgets {
 
 SpectrumPicture::SpectrumPicture(QWidget* parent) : QWidget(parent) {
     setFixedSize(pictureWidth, pictureHeight);
@@ -26,4 +26,4 @@ void SpectrumPicture::paintEvent(QPaintEvent* event) {
     if (!image_.isNull()) painter.drawImage(0, 0, image_);
 }
 
-} // namespace velvora::ui
+} // namespace velvora::widgets

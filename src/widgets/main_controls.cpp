@@ -1,9 +1,9 @@
-#include "main_controls.h"
+#include "widgets/main_controls.h"
 
 #include <QEvent>
 #include <QMainWindow>
 
-namespace velvora::ui {
+namespace velvora::widgets {
 
 namespace {
 
@@ -51,4 +51,4 @@ MainControls::MainControls(QMainWindow* mainWindow) : window(mainWindow) {
     for (const auto& [caption, control] : captions) new CaptionFollower(caption, control);
 }
 
-} // namespace velvora::ui
+} // namespace velvora::widgets

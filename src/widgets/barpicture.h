@@ -5,7 +5,7 @@
 
 class QPaintEvent;
 
-namespace velvora::ui {
+namespace velvora::widgets {
 
 // One of the two spectrum boxes: a fixed 368 x 140 black area that shows the last image given.
 class SpectrumPicture : public QWidget {
@@ -31,4 +31,4 @@ class SpectrumPicture : public QWidget {
     QImage image_;
 };
 
-} // namespace velvora::ui
+} // namespace velvora::widgets

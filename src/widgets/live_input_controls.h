@@ -1,13 +1,13 @@
 #pragma once
 
 #include "ui_live_input.h"
-#include "vumeterpicture.h"
+#include "widgets/vumeterpicture.h"
 
 #include <array>
 
 class QDialog;
 
-namespace velvora::ui {
+namespace velvora::widgets {
 
 // The live input level window's controls.
 struct LiveSpecControls : public Ui::frmLiveSpec {
@@ -17,4 +17,4 @@ struct LiveSpecControls : public Ui::frmLiveSpec {
     std::array<VuMeterPicture*, 2> picVUMeter; // only index 1 exists; [0] is nullptr
 };
 
-} // namespace velvora::ui
+} // namespace velvora::widgets

@@ -1,10 +1,10 @@
-#include "lyricpicture.h"
+#include "widgets/lyricpicture.h"
 
 #include <QPaintEvent>
 #include <QPainter>
 #include <QResizeEvent>
 
-namespace velvora::ui {
+namespace velvora::widgets {
 
 LyricPicture::LyricPicture(QWidget* parent)
     : QWidget(parent), image_(minimumPageWidth, minimumPageHeight, QImage::Format_RGB32) {
@@ -47,4 +47,4 @@ void LyricPicture::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
 }
 
-} // namespace velvora::ui
+} // namespace velvora::widgets

@@ -4,7 +4,7 @@
 
 class QMouseEvent;
 
-namespace velvora::ui {
+namespace velvora::widgets {
 
 // A value label that returns its control to neutral when clicked: it emits clicked() when the
 // left mouse button is released over it.
@@ -21,4 +21,4 @@ class ClickLabel : public QLabel {
     void mouseReleaseEvent(QMouseEvent* event) override;
 };
 
-} // namespace velvora::ui
+} // namespace velvora::widgets

@@ -1,11 +1,11 @@
-#include "form1_controls.h"
+#include "widgets/form1_controls.h"
 
 #include <QDialog>
 
-namespace velvora::ui {
+namespace velvora::widgets {
 
 Form1Controls::Form1Controls(QDialog* form) : dialog(form) {
     setupUi(dialog);
 }
 
-} // namespace velvora::ui
+} // namespace velvora::widgets

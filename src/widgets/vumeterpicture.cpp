@@ -1,4 +1,4 @@
-#include "vumeterpicture.h"
+#include "widgets/vumeterpicture.h"
 
 #include <QPaintEvent>
 #include <QPainter>
@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace velvora::ui {
+namespace velvora::widgets {
 
 VuMeterPicture::VuMeterPicture(QWidget* parent) : QWidget(parent) {
     setMinimumSize(24, 100);
@@ -28,4 +28,4 @@ void VuMeterPicture::paintEvent(QPaintEvent* event) {
     if (bar > 0) painter.fillRect(0, h - bar, width(), bar, QColor(0, 220, 0));
 }
 
-} // namespace velvora::ui
+} // namespace velvora::widgets
