@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# The song package's file type, installed into an XDG data folder of the test's own, is what the
-# desktop's tools tell for .nvk files, with its own name; MIDI and KAR songs keep the system's
-# type; and the desktop offers the installed Velvora for every type its entry claims.
+# Our file types, installed into an XDG data folder of the test's own, are what the desktop's tools
+# tell: .nvk files are the song package with its own name, .kar files the karaoke song (a kind of
+# MIDI file), .mid files audio/midi (also known as audio/x-midi), with the system's database and
+# without it; and the desktop offers the installed Velvora for every type its entry claims.
 # Usage: file_types.sh PREFIX APP_ID
 set -euo pipefail
 prefix="$1"
@@ -23,8 +24,8 @@ mkdir -p "$HOME" "$XDG_DATA_HOME/mime/packages"
 
 printf 'PK\003\004 a package' >"$work/Song.nvk"
 printf 'PK\003\004 a package' >"$work/OLD SONG.NVK"
-cp "$work/Song.nvk" "$work/Song.kar"
 printf 'MThd\000\000\000\006\000\001\000\001\000\140' >"$work/Song.mid"
+cp "$work/Song.mid" "$work/Song.kar"
 
 type_of() { xdg-mime query filetype "$1"; }
 
@@ -41,16 +42,50 @@ for f in Song.nvk "OLD SONG.NVK"; do
 done
 description="$(mimetype --brief --describe "$work/Song.nvk")"
 [ "$description" = "Velvora song package" ] || fail "the package is described as '$description'"
-for f in Song.kar Song.mid; do
-  got="$(type_of "$work/$f")"
-  [ "$got" = audio/midi ] || fail "$f: $got"
+description="$(perl -MFile::MimeInfo=describe -e 'print describe("audio/x-kar")')"
+[ "$description" = "Karaoke MIDI song" ] || fail "the KAR song is described as '$description'"
+
+# What file managers see, through GIO: beside the system's database, where audio/midi also claims
+# *.kar, our KAR type wins by its glob's weight. (xdg-mime without a desktop asks File::MimeInfo,
+# which lets the system's glob win and says audio/midi, a type the entry claims as well.)
+content_type() { gio info -a standard::content-type "$1" | sed -n 's/^ *standard::content-type: //p'; }
+for f in Song.kar:audio/x-kar Song.mid:audio/midi Song.nvk:application/x-velvora-package; do
+  got="$(content_type "$work/${f%%:*}")"
+  [ "$got" = "${f#*:}" ] || fail "GIO beside the system's database: ${f%%:*} is $got"
 done
+# xdg-mime, as the desktop's scripts ask.
+expect_songs() { # what
+  local got
+  got="$(type_of "$work/Song.kar")"
+  [ "$got" = audio/x-kar ] || fail "$1: Song.kar is $got"
+  got="$(type_of "$work/Song.mid")"
+  [ "$got" = audio/midi ] || fail "$1: Song.mid is $got"
+  got="$(type_of "$work/Song.nvk")"
+  [ "$got" = application/x-velvora-package ] || fail "$1: Song.nvk is $got"
+}
+# The KAR song is a MIDI file, and audio/x-midi is the MIDI type's other name.
+python3 - "$XDG_DATA_HOME/mime" <<'PY' || fail "the database does not hold the KAR song as MIDI or audio/x-midi as MIDI"
+import sys
+mime = sys.argv[1]
+subclasses = open(mime + "/subclasses").read().split("\n")
+aliases = open(mime + "/aliases").read().split("\n")
+sys.exit(0 if "audio/x-kar audio/midi" in subclasses and "audio/x-midi audio/midi" in aliases else 1)
+PY
+
+# Our database alone, as on a system without the freedesktop.org one.
+(
+  failures=0
+  export XDG_DATA_DIRS="$work/no-system-data"
+  mkdir -p "$XDG_DATA_DIRS"
+  expect_songs "our file types alone"
+  exit "$failures"
+) || fail "our file types alone are not enough"
 
 # The desktop's view (GIO, as file managers use it) with Velvora installed in the prefix: each type
 # of the entry has Velvora among its applications.
 export XDG_DATA_DIRS="$prefix/share:/usr/share"
 types="$(sed -n 's/^MimeType=//p' "$prefix/share/applications/$id.desktop" | tr ';' ' ')"
-for t in audio/midi audio/x-midi application/x-velvora-package; do
+for t in audio/midi audio/x-midi audio/x-kar application/x-velvora-package; do
   case " $types " in *" $t "*) ;; *) fail "the entry does not claim $t" ;; esac
   offered="$(gio mime "$t")"
   grep -q "^	$id.desktop\$" <<<"$offered" || fail "the desktop does not offer Velvora for $t: $offered"

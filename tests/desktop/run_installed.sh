@@ -24,9 +24,11 @@ fail() {
   exit 1
 }
 
-# The song from a folder with a space in its name, as users' folders have.
+# The song from a folder with a space in its name, as users' folders have, under a name whose title
+# cannot be mistaken for a word of its lyrics.
+title="Evening Rehearsal"
 mkdir -p "$work/my songs"
-song="$work/my songs/$(basename "$song_in")"
+song="$work/my songs/$title.kar"
 cp "$song_in" "$song"
 
 # A user of the test's own, a private display, and no sound server (the program then plays on its
@@ -70,6 +72,11 @@ settled_shot() { # window file
   done
   fail "the window never settled"
 }
+# The text of a picture of the window, as a reader sees it.
+text_of() { # png
+  convert "$1" -resize 200% -colorspace Gray "$work/ocr.png"
+  tesseract "$work/ocr.png" - 2>/dev/null | tr -s ' \n' '  '
+}
 no_error_box() {
   if xdotool search --onlyvisible --name '^Error$' >/dev/null 2>&1; then fail "$1: an error box came up"; fi
 }
@@ -89,6 +96,15 @@ no_error_box "without a song"
 for folder in PLAY TKKK TMPK SONGCUSTOM; do
   [ -d "$data/$folder" ] || fail "no $folder in the data folder $data"
 done
+case "$(text_of "$work/empty.png")" in
+  *"$title"*) fail "the Empty window already shows the title" ;;
+esac
+wm_class="$(xprop -id "$window" WM_CLASS | sed 's/.*= //')"
+entry_class="$(sed -n 's/^StartupWMClass=//p' "$prefix/share/applications/$id.desktop")"
+case "$wm_class" in
+  *"\"$entry_class\""*) ;;
+  *) fail "the window's class $wm_class is not the entry's $entry_class" ;;
+esac
 stop "$app"
 
 # Waits until the window shows clearly more than the Empty one did (the song's title, fields and
@@ -102,6 +118,12 @@ opened() { # pid window what
     sleep 0.2
   done
   [ "${changed%%.*}" -gt 2000 ] || fail "$3: the window still looks Empty ($changed pixels changed)"
+  local text
+  text="$(text_of "$work/now.png")"
+  case "$text" in
+    *"$title"*) ;;
+    *) fail "$3: the title '$title' is not on the window, which reads: $text" ;;
+  esac
   no_error_box "$3"
   sleep 1
   no_error_box "$3"
