@@ -1,6 +1,7 @@
 // Velvora: a karaoke player and multitrack recorder.
 #include "core/startup.h"
 #include "engine/api.h"
+#include "platform/qt/qt_printer.h"
 #include "platform/qt/qt_services.h"
 #include "transport/song_argument.h"
 #include "ui/main_window.h"
@@ -20,10 +21,12 @@ int main(int argc, char** argv) {
     platform::QtDialogs dialogs;
     platform::QtClock clock;
     platform::QtProcess process;
-    platform::Services services{dialogs, clock, process};
+    platform::QtPrinters printers;
+    platform::Services services{dialogs, clock, process, printers};
 
     velvora::ui::MainWindow window(services);
     dialogs.setParent(&window);
+    printers.setParent(&window);
     velvora::App& app = window.app();
     if (!velvora::Form_Initialize(app)) return 1;
     velvora::Form_Load(app);
