@@ -178,7 +178,7 @@ void Form_Load(App& app) {
     auto& ui = app.ui;
     app.tmr.tmrPlaybackPosition->setEnabled(false);
     app.tmr.tmrMidiTest->setEnabled(false);
-    call(app.pending.createLameEncoder);
+    call(app.hooks.createLameEncoder);
     centreOnScreen(ui.window);
     Clear(app);
     MakeDir(app);
