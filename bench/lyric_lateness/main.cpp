@@ -6,6 +6,7 @@
 #include "karaoke/lyric_timing.h"
 #include "platform/qt/qt_services.h"
 #include "platform/scripted/scripted_dialogs.h"
+#include "platform/scripted/scripted_printer.h"
 #include "support/app_fixture.h"
 #include "support/midi_writer.h"
 #include "support/song_files.h"
@@ -49,7 +50,8 @@ int main(int argc, char** argv) {
     platform::ScriptedDialogs dialogs;
     platform::QtClock clock;
     platform::QtProcess process;
-    platform::Services services{dialogs, clock, process};
+    platform::ScriptedPrinters printers;
+    platform::Services services{dialogs, clock, process, printers};
     velvora::ui::MainWindow window(services);
     velvora::App& app = window.app();
     app.appFolder = folder.str();

@@ -5,6 +5,7 @@
 // Qt's start, the engine's devices and the soundfont all count, as they do for a user.
 #include "core/startup.h"
 #include "engine/api.h"
+#include "platform/qt/qt_printer.h"
 #include "platform/qt/qt_services.h"
 #include "ui/main_window.h"
 
@@ -31,7 +32,8 @@ int runChild(int argc, char** argv) {
     platform::QtDialogs dialogs;
     platform::QtClock clock;
     platform::QtProcess process;
-    platform::Services services{dialogs, clock, process};
+    platform::QtPrinters printers;
+    platform::Services services{dialogs, clock, process, printers};
     velvora::ui::MainWindow window(services);
     if (!velvora::Form_Initialize(window.app())) return 1;
     velvora::Form_Load(window.app());

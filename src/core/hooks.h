@@ -7,7 +7,8 @@
 
 namespace velvora {
 
-// Calls that go up from the core. The window wires every one of them.
+// Calls that go up from the core, or across to a subsystem beside the caller (the recorder's call
+// of the encoder's flow). The window wires every one of them.
 struct Hooks {
     // Start-up steps of the subsystems above the core, in the order Form_Load runs them.
     std::function<void()> confload;         // settings: config.vrk
@@ -19,6 +20,12 @@ struct Hooks {
     std::function<void(int band)> SldEq_Change;
     // Closes every window of the program but the main one (ui), at exit.
     std::function<void()> unloadOtherWindows;
+    // The window's one MP3 encoder, made at start-up (encoding, owned by the window).
+    std::function<void()> createLameEncoder;
+    // The take's way to a package: both tracks of the take encoded, then the package maker
+    // (encoding). False when the encoder raised an error, which the window has shown; the maker
+    // did not open. Called by the transport's Stop buttons and by the recorder.
+    std::function<bool()> Mp3Enc;
     // The explorer window, which the playlist button shows and hides. The program has no such
     // window: both stay empty and do nothing.
     std::function<void()> showExplorer;
@@ -29,10 +36,8 @@ struct Hooks {
 // a subsystem lands, its routines become direct calls from the transport, or upward hooks above
 // where the core calls them, and leave this struct.
 struct PendingHooks {
-    // Encoding: its routines are built (encoding/encoding_flows.h) and wait for the window's own
-    // encoder and for the package maker that the take's flow opens.
-    std::function<void()> createLameEncoder; // called by the core at start-up
-    std::function<void()> Mp3Enc;
+    // The LRC creator, which the take's flow runs when its batch flag is set.
+    std::function<void()> Lrc_batch;
     // Recording.
     std::function<void()> releaseCaptureBuffer; // called by the core at exit
     std::function<void()> Encode_Wave;
@@ -48,12 +53,8 @@ struct PendingHooks {
     std::function<void()> NVKTag;
     std::function<void()> NVKLEGGO_FILE;
     std::function<void()> Decrypt;
-    // Tags and the synchronised lyrics they carry.
-    std::function<void()> Load_File_Tags;
-    std::function<void()> SyltContr;
-    std::function<void()> Mp3Sylt;
-    std::function<void()> SyltContrM;
-    std::function<void()> Mp3SyltM;
+    // The package maker's window, shown modally at the end of the take's flow.
+    std::function<void()> showForm1;
     // Per-song settings.
     std::function<void()> ModMulti;
     std::function<void()> ModAudio;
@@ -66,25 +67,30 @@ struct PendingHooks {
 inline void call(const std::function<void()>& f) {
     if (f) f();
 }
+// A hook with an answer; an empty one answers `otherwise`.
+inline bool ask(const std::function<bool()>& f, bool otherwise) {
+    return f ? f() : otherwise;
+}
 
 // Visits every hook of both structs with its name: visit(name, hook). A hook added above must be
 // added here too; the size checks fail the build until it is.
 template <class Visit>
 void forEachHook(const Hooks& h, const PendingHooks& p, Visit&& visit) {
-    static_assert(sizeof(Hooks) == 8 * sizeof(std::function<void()>), "list every Hooks member below");
+    static_assert(sizeof(Hooks) == 10 * sizeof(std::function<void()>), "list every Hooks member below");
     visit("confload", h.confload);
     visit("lyricSurfaceInit", h.lyricSurfaceInit);
     visit("painterFontStage", h.painterFontStage);
     visit("spectrumInit", h.spectrumInit);
     visit("SldEq_Change", h.SldEq_Change);
     visit("unloadOtherWindows", h.unloadOtherWindows);
+    visit("createLameEncoder", h.createLameEncoder);
+    visit("Mp3Enc", h.Mp3Enc);
     visit("showExplorer", h.showExplorer);
     visit("hideExplorer", h.hideExplorer);
 
-    static_assert(sizeof(PendingHooks) == 25 * sizeof(std::function<void()>),
+    static_assert(sizeof(PendingHooks) == 20 * sizeof(std::function<void()>),
                   "list every PendingHooks member below");
-    visit("createLameEncoder", p.createLameEncoder);
-    visit("Mp3Enc", p.Mp3Enc);
+    visit("Lrc_batch", p.Lrc_batch);
     visit("releaseCaptureBuffer", p.releaseCaptureBuffer);
     visit("Encode_Wave", p.Encode_Wave);
     visit("Encode_Stop", p.Encode_Stop);
@@ -98,11 +104,7 @@ void forEachHook(const Hooks& h, const PendingHooks& p, Visit&& visit) {
     visit("NVKTag", p.NVKTag);
     visit("NVKLEGGO_FILE", p.NVKLEGGO_FILE);
     visit("Decrypt", p.Decrypt);
-    visit("Load_File_Tags", p.Load_File_Tags);
-    visit("SyltContr", p.SyltContr);
-    visit("Mp3Sylt", p.Mp3Sylt);
-    visit("SyltContrM", p.SyltContrM);
-    visit("Mp3SyltM", p.Mp3SyltM);
+    visit("showForm1", p.showForm1);
     visit("ModMulti", p.ModMulti);
     visit("ModAudio", p.ModAudio);
     visit("DefAudio", p.DefAudio);

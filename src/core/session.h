@@ -118,6 +118,8 @@ struct Session {
     DWORD chan2 = 0;
     std::array<DWORD, 3> stems{};
     std::int16_t stemCount = 0;
+    // The names of the package's tracks in TMPK, in the order of `stems`.
+    std::array<std::string, 3> trackFile{};
     DWORD font = 0;
     std::string soundFontPath;
 
@@ -146,6 +148,8 @@ struct Session {
     bool midiLoaded = false;
     bool playStarted = false;
     bool syltPending = false;
+    // Set when a take's flow is to write the song's LRC file on its way to a package.
+    bool lrcBatch = false;
     // Marks of a song that was started and of its end, raised by play and the end callback.
     bool songStartedMark = false;
     std::atomic<int> endMarker{0};

@@ -11,8 +11,10 @@
 #include <QMainWindow>
 #include <QScreen>
 
+#include <algorithm>
 #include <filesystem>
 #include <system_error>
+#include <vector>
 
 namespace velvora {
 
@@ -86,12 +88,28 @@ void MakeDir(App& app) {
     }
 }
 
+namespace {
+
+// The soundfonts to try, in order: "chorium.SF2" in any case beside the executable, then in the
+// per-user data folder, each twice (a first load that fails gets one more go), then the system's
+// General MIDI font.
+std::vector<std::string> soundFontChoices(App& app) {
+    std::vector<std::string> paths;
+    for (const std::string& folder : {app.sys.process.programFolder(), app.sys.process.dataFolder()}) {
+        const std::string own = resolveCaseInsensitive(folder, "chorium.SF2");
+        if (std::find(paths.begin(), paths.end(), own) == paths.end()) paths.insert(paths.end(), {own, own});
+    }
+    paths.push_back(app.systemSoundFont);
+    return paths;
+}
+
+} // namespace
+
 void LoadSoundFont(App& app) {
     Session& s = app.s;
     if (s.font) BASS_MIDI_FontFree(s.font);
     s.font = 0;
-    const std::string own = resolveCaseInsensitive(app.appFolder, "chorium.SF2");
-    for (const std::string& path : {own, own, app.systemSoundFont}) {
+    for (const std::string& path : soundFontChoices(app)) {
         s.font = BASS_MIDI_FontInit(path.c_str(), 0);
         if (s.font) {
             s.soundFontPath = path;
@@ -160,7 +178,7 @@ void Form_Load(App& app) {
     auto& ui = app.ui;
     app.tmr.tmrPlaybackPosition->setEnabled(false);
     app.tmr.tmrMidiTest->setEnabled(false);
-    call(app.pending.createLameEncoder);
+    call(app.hooks.createLameEncoder);
     centreOnScreen(ui.window);
     Clear(app);
     MakeDir(app);

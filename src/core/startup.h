@@ -24,7 +24,8 @@ void Error_(App& app, const std::string& message);
 bool Form_Unload(App& app);
 void MnuExit_Click(App& app);
 
-// The soundfont: the program folder's own "chorium.SF2", else the system's General MIDI font.
+// The soundfont: "chorium.SF2" beside the executable, else in the per-user data folder, else the
+// system's General MIDI font.
 void LoadSoundFont(App& app);
 // The float probe: 256 when float streams can be made here, else 0.
 DWORD FloatProbe();

@@ -2,6 +2,7 @@
 // end of the document. The document begins with the first line printed.
 #pragma once
 
+#include <memory>
 #include <string>
 
 namespace platform {
@@ -20,6 +21,14 @@ class Printer {
     // Ends the document and hands it to the printer; false when that fails. A job that is not
     // ended is abandoned.
     virtual bool endDoc() = 0;
+};
+
+// The machine's default printer, one job at a time.
+class Printers {
+  public:
+    virtual ~Printers() = default;
+    // A new job on the default printer.
+    virtual std::unique_ptr<Printer> open() = 0;
 };
 
 } // namespace platform

@@ -20,6 +20,10 @@ class Process {
     virtual bool setCurrentFolder(const std::string& folder) = 0;
     // The folder the program keeps its files in, with no separator at its end.
     virtual std::string appFolder() = 0;
+    // The folder of the executable itself, and the per-user data folder; appFolder() is one of
+    // them. Neither is created by asking.
+    virtual std::string programFolder() = 0;
+    virtual std::string dataFolder() = 0;
     // The name of the executable without extension.
     virtual std::string appName() = 0;
 };

@@ -3,6 +3,7 @@
 
 #include "platform/clock.h"
 #include "platform/dialogs.h"
+#include "platform/printer.h"
 #include "platform/process.h"
 
 namespace platform {
@@ -11,6 +12,7 @@ struct Services {
     Dialogs& dialogs;
     Clock& clock;
     Process& process;
+    Printers& printers;
 };
 
 } // namespace platform

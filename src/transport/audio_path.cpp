@@ -7,6 +7,7 @@
 #include "core/startup.h"
 #include "effects/effects.h"
 #include "karaoke/lrc_reader.h"
+#include "karaoke/sylt_lyrics.h"
 #include "transport/level_controls.h"
 #include "transport/midi_path.h"
 #include "transport/song_open.h"
@@ -72,9 +73,9 @@ void packageBranch(App& app) {
     if (s.stemCount == 3) {
         ui.Slider2[2]->setValue(127);
         ui.Check1[2]->setChecked(true);
-        call(app.pending.SyltContrM);
+        karaoke::SyltContrM(app, joinPath(app.appFolder, "TMPK/" + s.trackFile[2]));
         if (s.syltPending) {
-            call(app.pending.Mp3SyltM);
+            karaoke::Mp3SyltM(app);
             app.tmr.Timer1->setEnabled(true);
             app.tmr.tmrSYLTmp3->setEnabled(true);
         }
@@ -134,10 +135,10 @@ void audioBranch(App& app) {
     s.songTitle = titleOf(s.FileName);
     setCaption(ui.LabelSongLength, s.songTitle);
     s.lyricPos = 0;
-    call(app.pending.Load_File_Tags);
+    karaoke::Load_File_Tags(app);
     if (!s.hasTagLyrics) {
-        call(app.pending.SyltContr);
-        if (s.syltPending) call(app.pending.Mp3Sylt);
+        karaoke::SyltContr(app);
+        if (s.syltPending) karaoke::Mp3Sylt(app);
     }
     // Stop belongs to a playing song: the pass made by the open leaves it off, as the Ready
     // state has it.

@@ -79,7 +79,8 @@ void openMidi(App& app, Road road) {
     setShown(ui.CmdOff, false);
 }
 
-void open(App& app, Road road) {
+// `given`, when there is one, stands for the dialog's answer and the dialog is not shown.
+void open(App& app, Road road, const std::string* given = nullptr) {
     Session& s = app.s;
     auto& ui = app.ui;
     if (road == Road::Reopen && !s.recordArmed) {
@@ -129,7 +130,7 @@ void open(App& app, Road road) {
         request.filter = road == Road::Load ? kLoadFilter : kMenuFilter;
         request.flags = platform::ofnExplorer | platform::ofnFileMustExist | platform::ofnHideReadOnly;
         request.initialFolder = s.dialogFolder;
-        const std::optional<std::string> chosen = app.sys.dialogs.openFile(request);
+        const std::optional<std::string> chosen = given ? *given : app.sys.dialogs.openFile(request);
         if (!chosen) {
             if (road == Road::Load) {
                 showSongState(app, SongState::Empty);
@@ -182,6 +183,9 @@ void MnuOpenSong_Click(App& app) {
 }
 void Plmenu_Click(App& app) {
     open(app, Road::Reopen);
+}
+void openChosenSong(App& app, const std::string& path) {
+    open(app, Road::Load, &path);
 }
 
 } // namespace velvora::transport

@@ -9,6 +9,8 @@ namespace velvora::transport {
 void CmdCarica_Click(App& app);
 void MnuOpenSong_Click(App& app);
 void Plmenu_Click(App& app);
+// The Load button's road with `path` as the file chosen in its dialog, which is not shown.
+void openChosenSong(App& app, const std::string& path);
 
 // "m:ss" of whole seconds, as the time labels show it.
 std::string minutesSeconds(long long seconds);

@@ -60,13 +60,15 @@ void finishTake(App& app, bool midiDoor) {
         setShown(ui.LblTm[1], false);
         s.capture.recBuffer.clear();
         s.capture.recLength = 0;
-        call(app.pending.Mp3Enc);
-        if (midiDoor) app.sys.dialogs.msgBox("Done!", platform::vbQuestion, "Velvora");
+        const bool encoded = ask(app.hooks.Mp3Enc, true);
+        if (midiDoor && encoded) app.sys.dialogs.msgBox("Done!", platform::vbQuestion, "Velvora");
         return;
     }
     call(app.pending.AudioMixer);
     s.capture.recBuffer.clear();
     s.capture.recLength = 0;
+    // A mixed WAV makes no package: the LRC creator's batch waits for the next take (MIDI door).
+    if (midiDoor) s.lrcBatch = false;
     if (!midiDoor) {
         setEnabled(ui.CmdPlw, false);
         setShown(ui.LblTm[0], false);

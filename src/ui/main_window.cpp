@@ -16,7 +16,7 @@ namespace velvora::ui {
 MainWindow::MainWindow(platform::Services& services)
     : controls_(std::make_unique<widgets::MainControls>(this)),
       app_(std::make_unique<App>(*controls_, services)) {
-    wire(*app_);
+    wire(*app_, parts_);
     qApp->installEventFilter(this);
 }
 

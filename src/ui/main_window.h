@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/app.h"
+#include "ui/wiring.h"
 
 #include <QMainWindow>
 #include <memory>
@@ -14,6 +15,7 @@ class MainWindow final : public QMainWindow {
     ~MainWindow() override;
 
     App& app() { return *app_; }
+    WindowParts& parts() { return parts_; }
 
   protected:
     void closeEvent(QCloseEvent* event) override;
@@ -22,6 +24,8 @@ class MainWindow final : public QMainWindow {
 
   private:
     std::unique_ptr<widgets::MainControls> controls_;
+    // Before the session, whose hooks use it, and gone after it.
+    WindowParts parts_;
     std::unique_ptr<App> app_;
 };
 

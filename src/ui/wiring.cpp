@@ -2,7 +2,12 @@
 
 #include "core/startup.h"
 #include "effects/effects.h"
+#include "encoding/converter_launch.h"
+#include "encoding/encoding_flows.h"
+#include "encoding/lame_encoder.h"
+#include "encoding/raised_error.h"
 #include "karaoke/channel_strip.h"
+#include "karaoke/lyric_printing.h"
 #include "karaoke/lyric_timing.h"
 #include "karaoke/painter_setup.h"
 #include "metering/frequency_bars.h"
@@ -28,9 +33,34 @@ namespace velvora::ui {
 
 namespace {
 
+// The take's way to a package on the window's encoder. A raised error stops it where it was raised,
+// with the take's WAV files left in TKKK; the window goes on, so its pointer comes back and a box
+// tells the error. False then: the package maker did not open.
+bool runMp3Enc(App& app, WindowParts& parts) {
+    call(app.hooks.createLameEncoder);
+    encoding::Mp3EncJob job{app.appFolder,
+                            *parts.encoder,
+                            app.sys.clock,
+                            app.ui.Pbregg,
+                            app.s.lrcBatch,
+                            [&app] { call(app.pending.Lrc_batch); },
+                            [&app] { call(app.pending.showForm1); }};
+    try {
+        encoding::Mp3Enc(job);
+        return true;
+    } catch (const encoding::RaisedError& e) {
+        QApplication::restoreOverrideCursor();
+        const std::string text = e.description().empty()
+                                     ? "Error " + std::to_string(e.number()) + " (" + e.source() + ")"
+                                     : e.description();
+        app.sys.dialogs.msgBox(text, platform::vbCritical, "Velvora");
+        return false;
+    }
+}
+
 // The calls that go up from the core. The explorer hooks stay empty: the program has no explorer
 // window; the pending hooks wait for their subsystems.
-void wireHooks(App& app) {
+void wireHooks(App& app, WindowParts& parts) {
     Hooks& h = app.hooks;
     h.confload = [&app] { settings::confload(app); };
     h.lyricSurfaceInit = [&app] { karaoke::SetupLyricSurface(app); };
@@ -41,6 +71,11 @@ void wireHooks(App& app) {
         for (QWidget* w : QApplication::topLevelWidgets())
             if (w != app.ui.window && w->isVisible()) w->close();
     };
+    h.createLameEncoder = [&app, &parts] {
+        if (!parts.encoder)
+            parts.encoder = std::make_unique<encoding::cLameEncoder>(app.sys.process.appName());
+    };
+    h.Mp3Enc = [&app, &parts] { return runMp3Enc(app, parts); };
 }
 
 template <class Widget, class Signal, class Handler>
@@ -126,6 +161,7 @@ void wireLyricTimers(App& app) {
 
 void wireMenus(App& app) {
     auto& ui = app.ui;
+    on(ui.wavp3, &QAction::triggered, app, &encoding::wavp3_Click);
     QObject::connect(ui.MnuExit, &QAction::triggered, [&app] { MnuExit_Click(app); });
     QObject::connect(ui.SaveC, &QAction::triggered, [&app] {
         const std::string problem = settings::confsave(app);
@@ -135,8 +171,11 @@ void wireMenus(App& app) {
 
 } // namespace
 
-void wire(App& app) {
-    wireHooks(app);
+WindowParts::WindowParts() = default;
+WindowParts::~WindowParts() = default;
+
+void wire(App& app, WindowParts& parts) {
+    wireHooks(app, parts);
     wireMenus(app);
     wireTransport(app);
     wireLyricTimers(app);
@@ -144,6 +183,10 @@ void wire(App& app) {
     onEach(app.ui.Check1, &QCheckBox::toggled, app, &karaoke::Check1_Click);
     on(app.ui.CmdOn, &QPushButton::clicked, app, &karaoke::CmdOn_Click);
     on(app.ui.CmdOff, &QPushButton::clicked, app, &karaoke::CmdOff_Click);
+    on(app.ui.CmdPrint, &QPushButton::clicked, [&app] {
+        const std::unique_ptr<platform::Printer> printer = app.sys.printers.open();
+        karaoke::CmdPrint(app, *printer);
+    });
     wireEffects(app);
 }
 

@@ -5,8 +5,22 @@
 
 #include "core/app.h"
 
+#include <memory>
+
+namespace velvora::encoding {
+class cLameEncoder;
+}
+
 namespace velvora::ui {
 
-void wire(App& app);
+// What the window owns for the routines it wires: the one MP3 encoder of the take's flow, made at
+// start-up and kept as long as the window.
+struct WindowParts {
+    WindowParts();
+    ~WindowParts();
+    std::unique_ptr<encoding::cLameEncoder> encoder;
+};
+
+void wire(App& app, WindowParts& parts);
 
 } // namespace velvora::ui

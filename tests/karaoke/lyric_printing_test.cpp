@@ -3,6 +3,7 @@
 #include "core/vb_text.h"
 #include "karaoke/lyric_printing.h"
 #include "platform/qt/qt_printer.h"
+#include "platform/scripted/scripted_printer.h"
 #include "support/app_fixture.h"
 #include "support/song_files.h"
 #include "transport/song_open.h"
@@ -17,25 +18,6 @@ namespace velvora::testing {
 namespace {
 
 namespace fs = std::filesystem;
-
-// A printer that keeps what it is asked to do, and can fail at a given line.
-class RecordingPrinter final : public platform::Printer {
-  public:
-    void setFontSize(double points) override { calls.push_back("size " + std::to_string(int(points))); }
-    void setCurrentX(double twips) override { calls.push_back("x " + std::to_string(int(twips))); }
-    bool printLine(const std::string& text) override {
-        if (static_cast<int>(lines.size()) == failAt) return false;
-        lines.push_back(text);
-        return true;
-    }
-    bool endDoc() override {
-        ended = true;
-        return true;
-    }
-    std::vector<std::string> calls, lines;
-    bool ended = false;
-    int failAt = -1;
-};
 
 std::string run(const std::string& command) {
     std::string out;
@@ -70,7 +52,7 @@ class LyricPrinting : public AppFixture {
         app->s.words.lyricLines = lines;
     }
     const platform::ShownBox& lastBox() const { return dialogs.shown().back(); }
-    RecordingPrinter printer;
+    platform::ScriptedPrinter printer;
 };
 
 TEST_F(LyricPrinting, PackagesAndSongsWithoutLyricsAreRefusedWithTheirBoxes) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -62,6 +63,26 @@ TEST(AppFolder, FallsBackToTheUserFolderWhenTheProgramFolderIsReadOnly) {
     EXPECT_EQ(chooseAppFolder((base / "missing").string(), (base / "user2").string()),
               (base / "user2").string());
     chmod((base / "exe").c_str(), 0755);
+    fs::remove_all(base);
+}
+
+TEST(AppFolder, AnInstalledProgramKeepsItsFilesInTheUserFolderEvenWhenItsOwnCouldBeWritten) {
+    namespace fs = std::filesystem;
+    const fs::path base = fs::temp_directory_path() / ("velvora-installed-" + std::to_string(getpid()));
+    const fs::path bin = base / "prefix" / "bin";
+    fs::create_directories(bin);
+    EXPECT_FALSE(installedProgram(bin.string()));
+    EXPECT_EQ(chooseAppFolder(bin.string(), (base / "user").string()), bin.string());
+
+    // The install puts the desktop entry in place; the program then counts as installed.
+    const fs::path entry = bin / VELVORA_INSTALLED_ENTRY;
+    fs::create_directories(entry.parent_path());
+    std::ofstream(entry) << "[Desktop Entry]\n";
+    EXPECT_TRUE(installedProgram(bin.string()));
+    EXPECT_EQ(chooseAppFolder(bin.string(), (base / "user").string()), (base / "user").string());
+    EXPECT_TRUE(fs::is_directory(base / "user"));
+    EXPECT_EQ(std::distance(fs::directory_iterator(bin), fs::directory_iterator()), 0)
+        << "nothing is made in the installed program's folder";
     fs::remove_all(base);
 }
 

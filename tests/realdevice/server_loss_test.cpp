@@ -7,6 +7,7 @@
 #include "engine/testing.h"
 #include "platform/qt/qt_services.h"
 #include "platform/scripted/scripted_dialogs.h"
+#include "platform/scripted/scripted_printer.h"
 #include "platform/scripted/scripted_process.h"
 #include "pulse/monitor_recorder.h"
 #include "pulse/pulse_server.h"
@@ -104,7 +105,8 @@ TEST_F(RealDeviceServerLoss, TheSongGoesOnInSilenceAndTheNextIsHeardOnceTheServe
     platform::ScriptedDialogs dialogs;
     platform::QtClock clock;
     platform::ScriptedProcess process(folder.str());
-    platform::Services services{dialogs, clock, process};
+    platform::ScriptedPrinters printers;
+    platform::Services services{dialogs, clock, process, printers};
     ui::MainWindow window(services);
     App& app = window.app();
     ASSERT_TRUE(Form_Initialize(app));

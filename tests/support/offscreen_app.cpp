@@ -31,6 +31,7 @@ void ensureQtApplication() {
     new QApplication(argc, argv);
 }
 
-OffscreenApp::OffscreenApp() : process(folder.str()), services{dialogs, clock, process}, window(services) {}
+OffscreenApp::OffscreenApp()
+    : process(folder.str()), services{dialogs, clock, process, printers}, window(services) {}
 
 } // namespace velvora::testing

@@ -5,6 +5,7 @@
 
 #include "core/app.h"
 #include "platform/scripted/scripted_dialogs.h"
+#include "platform/scripted/scripted_printer.h"
 #include "platform/scripted/scripted_process.h"
 #include "platform/scripted/virtual_clock.h"
 #include "ui/main_window.h"
@@ -42,6 +43,7 @@ struct OffscreenApp {
     platform::ScriptedDialogs dialogs;
     platform::VirtualClock clock;
     platform::ScriptedProcess process;
+    platform::ScriptedPrinters printers;
     platform::Services services;
     ui::MainWindow window;
 };

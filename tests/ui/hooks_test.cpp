@@ -20,9 +20,8 @@ const std::map<std::string, std::string> kKnowinglyEmpty = {
     // The program has no explorer window; the playlist button's hooks do nothing.
     {"showExplorer", "no explorer window"},
     {"hideExplorer", "no explorer window"},
-    // Encoding is built but not wired: it waits for the window's encoder and the package maker.
-    {"createLameEncoder", "encoding"},
-    {"Mp3Enc", "encoding"},
+    // The LRC creator is not built yet.
+    {"Lrc_batch", "LRC creator"},
     // Recording is not built yet.
     {"releaseCaptureBuffer", "recording"},
     {"Encode_Wave", "recording"},
@@ -38,12 +37,7 @@ const std::map<std::string, std::string> kKnowinglyEmpty = {
     {"NVKTag", "package"},
     {"NVKLEGGO_FILE", "package"},
     {"Decrypt", "package"},
-    // Tags and their synchronised lyrics are not built yet.
-    {"Load_File_Tags", "tags"},
-    {"SyltContr", "synchronised lyrics from tags"},
-    {"Mp3Sylt", "synchronised lyrics from tags"},
-    {"SyltContrM", "synchronised lyrics from tags"},
-    {"Mp3SyltM", "synchronised lyrics from tags"},
+    {"showForm1", "package"},
     // Per-song settings are not built yet.
     {"ModMulti", "per-song settings"},
     {"ModAudio", "per-song settings"},

@@ -84,4 +84,8 @@ bool QtPrinter::endDoc() {
     return ended && !failed_;
 }
 
+std::unique_ptr<Printer> QtPrinters::open() {
+    return std::make_unique<QtPrinter>(parent_);
+}
+
 } // namespace platform

@@ -42,4 +42,14 @@ class QtPrinter final : public Printer {
     bool failed_ = false;
 };
 
+// Jobs on the default printer, their dialogs parented to the main window once it is known.
+class QtPrinters final : public Printers {
+  public:
+    void setParent(QWidget* parent) { parent_ = parent; }
+    std::unique_ptr<Printer> open() override;
+
+  private:
+    QWidget* parent_ = nullptr;
+};
+
 } // namespace platform

@@ -11,10 +11,18 @@
 
 namespace platform {
 
+bool installedProgram(const std::string& executableFolder) {
+    return QFileInfo::exists(QString::fromStdString(executableFolder) + "/" VELVORA_INSTALLED_ENTRY);
+}
+
 std::string chooseAppFolder(const std::string& executableFolder, const std::string& userDataFolder) {
-    // Writable means a file can really be made there, not only that the permission bits say so.
-    QTemporaryFile probe(QString::fromStdString(executableFolder) + "/.velvora-write-test-XXXXXX");
-    if (probe.open()) return executableFolder;
+    // An installed program's folder (/usr/bin, ~/.local/bin) is no place for songs and takes, even
+    // when it could be written to. Otherwise writable means a file can really be made there, not
+    // only that the permission bits say so.
+    if (!installedProgram(executableFolder)) {
+        QTemporaryFile probe(QString::fromStdString(executableFolder) + "/.velvora-write-test-XXXXXX");
+        if (probe.open()) return executableFolder;
+    }
     QDir().mkpath(QString::fromStdString(userDataFolder));
     return userDataFolder;
 }
@@ -43,12 +51,16 @@ bool QtProcess::setCurrentFolder(const std::string& folder) {
 }
 
 std::string QtProcess::appFolder() {
-    if (appFolder_.empty()) {
-        const QString exeFolder = QCoreApplication::applicationDirPath();
-        const QString userFolder = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
-        appFolder_ = chooseAppFolder(exeFolder.toStdString(), userFolder.toStdString());
-    }
+    if (appFolder_.empty()) appFolder_ = chooseAppFolder(programFolder(), dataFolder());
     return appFolder_;
+}
+
+std::string QtProcess::programFolder() {
+    return QCoreApplication::applicationDirPath().toStdString();
+}
+
+std::string QtProcess::dataFolder() {
+    return QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation).toStdString();
 }
 
 std::string QtProcess::appName() {

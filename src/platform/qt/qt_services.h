@@ -44,6 +44,8 @@ class QtProcess final : public Process {
     std::string currentFolder() override;
     bool setCurrentFolder(const std::string& folder) override;
     std::string appFolder() override;
+    std::string programFolder() override;
+    std::string dataFolder() override;
     std::string appName() override;
 
   private:
@@ -54,7 +56,12 @@ class QtProcess final : public Process {
 // Turns "Desc|*.a;*.b|Other|*.c" into Qt's "Desc (*.a *.b);;Other (*.c)".
 std::string qtFilter(const std::string& vbFilter);
 
-// The executable's folder when it can be written to, else the per-user data folder.
+// The executable's folder when it can be written to and is not an installed program's, else the
+// per-user data folder (created when chosen).
 std::string chooseAppFolder(const std::string& executableFolder, const std::string& userDataFolder);
+
+// True when the executable's folder is the program folder of an installation: the desktop entry
+// that the install puts in place stands at its path relative to the executable.
+bool installedProgram(const std::string& executableFolder);
 
 } // namespace platform

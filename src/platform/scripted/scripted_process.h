@@ -20,6 +20,13 @@ class ScriptedProcess final : public Process {
     std::string currentFolder() override;
     bool setCurrentFolder(const std::string& folder) override;
     std::string appFolder() override { return appFolder_; }
+    // Both are the program folder unless a test places them apart.
+    std::string programFolder() override { return programFolder_.empty() ? appFolder_ : programFolder_; }
+    std::string dataFolder() override { return dataFolder_.empty() ? appFolder_ : dataFolder_; }
+    void setFolders(std::string programFolder, std::string dataFolder) {
+        programFolder_ = std::move(programFolder);
+        dataFolder_ = std::move(dataFolder);
+    }
     std::string appName() override { return "velvora"; }
 
     struct Started {
@@ -31,6 +38,8 @@ class ScriptedProcess final : public Process {
 
   private:
     std::string appFolder_;
+    std::string programFolder_;
+    std::string dataFolder_;
     bool ended_ = false;
     std::vector<Started> started_;
 };
