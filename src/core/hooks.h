@@ -23,6 +23,10 @@ struct Hooks {
     // window: both stay empty and do nothing.
     std::function<void()> showExplorer;
     std::function<void()> hideExplorer;
+    // Stops a running take's capture and frees its block (recording), at exit.
+    std::function<void()> releaseCaptureBuffer;
+    // Shows the live input level window without blocking (ui); arming a take opens it.
+    std::function<void()> showLiveSpec;
 };
 
 // Routines of subsystems that are not built yet, each named as its subsystem will name it. When
@@ -33,14 +37,6 @@ struct PendingHooks {
     // encoder and for the package maker that the take's flow opens.
     std::function<void()> createLameEncoder; // called by the core at start-up
     std::function<void()> Mp3Enc;
-    // Recording.
-    std::function<void()> releaseCaptureBuffer; // called by the core at exit
-    std::function<void()> Encode_Wave;
-    std::function<void()> Encode_Stop;
-    std::function<void()> StopCapture;
-    std::function<void()> WriteCapture;
-    std::function<void()> Annulla_Rec;
-    std::function<void()> AudioMixer;
     // Song package.
     std::function<void()> KillTemp; // called by the core at exit and by every open
     std::function<void()> NVKTagClear;
@@ -71,7 +67,7 @@ inline void call(const std::function<void()>& f) {
 // added here too; the size checks fail the build until it is.
 template <class Visit>
 void forEachHook(const Hooks& h, const PendingHooks& p, Visit&& visit) {
-    static_assert(sizeof(Hooks) == 8 * sizeof(std::function<void()>), "list every Hooks member below");
+    static_assert(sizeof(Hooks) == 10 * sizeof(std::function<void()>), "list every Hooks member below");
     visit("confload", h.confload);
     visit("lyricSurfaceInit", h.lyricSurfaceInit);
     visit("painterFontStage", h.painterFontStage);
@@ -80,18 +76,13 @@ void forEachHook(const Hooks& h, const PendingHooks& p, Visit&& visit) {
     visit("unloadOtherWindows", h.unloadOtherWindows);
     visit("showExplorer", h.showExplorer);
     visit("hideExplorer", h.hideExplorer);
+    visit("releaseCaptureBuffer", h.releaseCaptureBuffer);
+    visit("showLiveSpec", h.showLiveSpec);
 
-    static_assert(sizeof(PendingHooks) == 25 * sizeof(std::function<void()>),
+    static_assert(sizeof(PendingHooks) == 18 * sizeof(std::function<void()>),
                   "list every PendingHooks member below");
     visit("createLameEncoder", p.createLameEncoder);
     visit("Mp3Enc", p.Mp3Enc);
-    visit("releaseCaptureBuffer", p.releaseCaptureBuffer);
-    visit("Encode_Wave", p.Encode_Wave);
-    visit("Encode_Stop", p.Encode_Stop);
-    visit("StopCapture", p.StopCapture);
-    visit("WriteCapture", p.WriteCapture);
-    visit("Annulla_Rec", p.Annulla_Rec);
-    visit("AudioMixer", p.AudioMixer);
     visit("KillTemp", p.KillTemp);
     visit("NVKTagClear", p.NVKTagClear);
     visit("ClearNVK", p.ClearNVK);

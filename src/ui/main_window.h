@@ -8,12 +8,16 @@
 
 namespace velvora::ui {
 
+class LiveSpecWindow;
+
 class MainWindow final : public QMainWindow {
   public:
     explicit MainWindow(platform::Services& services);
     ~MainWindow() override;
 
     App& app() { return *app_; }
+    // The live input level window, made on first use.
+    LiveSpecWindow& liveSpec();
 
   protected:
     void closeEvent(QCloseEvent* event) override;
@@ -23,6 +27,7 @@ class MainWindow final : public QMainWindow {
   private:
     std::unique_ptr<widgets::MainControls> controls_;
     std::unique_ptr<App> app_;
+    std::unique_ptr<LiveSpecWindow> liveSpec_; // goes before the session it works on
 };
 
 } // namespace velvora::ui

@@ -23,14 +23,6 @@ const std::map<std::string, std::string> kKnowinglyEmpty = {
     // Encoding is built but not wired: it waits for the window's encoder and the package maker.
     {"createLameEncoder", "encoding"},
     {"Mp3Enc", "encoding"},
-    // Recording is not built yet.
-    {"releaseCaptureBuffer", "recording"},
-    {"Encode_Wave", "recording"},
-    {"Encode_Stop", "recording"},
-    {"StopCapture", "recording"},
-    {"WriteCapture", "recording"},
-    {"Annulla_Rec", "recording"},
-    {"AudioMixer", "recording"},
     // The song package is not built yet.
     {"KillTemp", "package"},
     {"NVKTagClear", "package"},
