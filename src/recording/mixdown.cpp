@@ -166,6 +166,8 @@ void BtnMix_Click(App& app) {
         QApplication::restoreOverrideCursor();
         fatto(app);
         SaveWave(app);
+    } else {
+        QApplication::restoreOverrideCursor(); // the running mixdown keeps its own
     }
     BASS_Free();
     deleteFiles(nvkFolder, "*.*");
