@@ -30,6 +30,10 @@ struct Hooks {
     // window: both stay empty and do nothing.
     std::function<void()> showExplorer;
     std::function<void()> hideExplorer;
+    // Stops a running take's capture and frees its block (recording), at exit.
+    std::function<void()> releaseCaptureBuffer;
+    // Shows the live input level window without blocking (ui); arming a take opens it.
+    std::function<void()> showLiveSpec;
 };
 
 // Routines of subsystems that are not built yet, each named as its subsystem will name it. When
@@ -38,14 +42,6 @@ struct Hooks {
 struct PendingHooks {
     // The LRC creator, which the take's flow runs when its batch flag is set.
     std::function<void()> Lrc_batch;
-    // Recording.
-    std::function<void()> releaseCaptureBuffer; // called by the core at exit
-    std::function<void()> Encode_Wave;
-    std::function<void()> Encode_Stop;
-    std::function<void()> StopCapture;
-    std::function<void()> WriteCapture;
-    std::function<void()> Annulla_Rec;
-    std::function<void()> AudioMixer;
     // Song package.
     std::function<void()> KillTemp; // called by the core at exit and by every open
     std::function<void()> NVKTagClear;
@@ -76,7 +72,7 @@ inline bool ask(const std::function<bool()>& f, bool otherwise) {
 // added here too; the size checks fail the build until it is.
 template <class Visit>
 void forEachHook(const Hooks& h, const PendingHooks& p, Visit&& visit) {
-    static_assert(sizeof(Hooks) == 10 * sizeof(std::function<void()>), "list every Hooks member below");
+    static_assert(sizeof(Hooks) == 12 * sizeof(std::function<void()>), "list every Hooks member below");
     visit("confload", h.confload);
     visit("lyricSurfaceInit", h.lyricSurfaceInit);
     visit("painterFontStage", h.painterFontStage);
@@ -87,17 +83,12 @@ void forEachHook(const Hooks& h, const PendingHooks& p, Visit&& visit) {
     visit("Mp3Enc", h.Mp3Enc);
     visit("showExplorer", h.showExplorer);
     visit("hideExplorer", h.hideExplorer);
+    visit("releaseCaptureBuffer", h.releaseCaptureBuffer);
+    visit("showLiveSpec", h.showLiveSpec);
 
-    static_assert(sizeof(PendingHooks) == 20 * sizeof(std::function<void()>),
+    static_assert(sizeof(PendingHooks) == 13 * sizeof(std::function<void()>),
                   "list every PendingHooks member below");
     visit("Lrc_batch", p.Lrc_batch);
-    visit("releaseCaptureBuffer", p.releaseCaptureBuffer);
-    visit("Encode_Wave", p.Encode_Wave);
-    visit("Encode_Stop", p.Encode_Stop);
-    visit("StopCapture", p.StopCapture);
-    visit("WriteCapture", p.WriteCapture);
-    visit("Annulla_Rec", p.Annulla_Rec);
-    visit("AudioMixer", p.AudioMixer);
     visit("KillTemp", p.KillTemp);
     visit("NVKTagClear", p.NVKTagClear);
     visit("ClearNVK", p.ClearNVK);

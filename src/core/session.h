@@ -2,6 +2,8 @@
 // engine callbacks write from their own threads are atomics.
 #pragma once
 
+#include "core/staged_file.h"
+#include "core/state/capture_block.h"
 #include "core/state/lyric_state.h"
 #include "core/state/midi_scan_state.h"
 #include "engine/api.h"
@@ -50,15 +52,36 @@ struct WordModel {
     double msPerTick = 0;
 };
 
-// State of the capture block (the take in memory).
+// State of the capture block (the take in memory). While a capture runs, its callback alone
+// touches the block and its length, on the engine's capture thread; the window's thread reads
+// them once BASS_ChannelStop has returned (it waits for a running callback) or once the callback
+// has cleared `recChan` on its way out.
 struct CaptureState {
     std::int32_t recBufStep = 0;
-    std::vector<std::uint8_t> recBuffer; // empty: none
+    CaptureBlock recBuffer; // empty: none
     std::int32_t recLength = 0;
-    DWORD recChan = 0;
+    std::atomic<DWORD> recChan{0};
     int captureRate = 44100;
     int captureChannels = 2;
     int captureBits = 16;
+};
+
+// The mixdowns: where the render stands, the running flag of each of the two, and the output file
+// they share (the one file a mixdown has open).
+struct MixState {
+    std::int32_t mixPosition = 0;
+    DWORD liveStream = 0;
+    std::int32_t mixRate = 0;
+    std::array<bool, 2> mixRunning{}; // 0: the take's mix, 1: the package's
+    BASS_CHANNELINFO mixInfo{};
+    StagedFile file1;
+};
+
+// The digital recorder's counter.
+struct DigitalRecorderState {
+    std::int16_t digSeconds = 0;
+    std::int16_t digMinutes = 0;
+    std::int16_t digRemainder = 0;
 };
 
 // The effect panel: the handles of its effects and what its routines keep between calls.
@@ -118,8 +141,9 @@ struct Session {
     DWORD chan2 = 0;
     std::array<DWORD, 3> stems{};
     std::int16_t stemCount = 0;
-    // The names of the package's tracks in TMPK, in the order of `stems`.
-    std::array<std::string, 3> trackFile{};
+    // Member names of the open package in TMPK, in the order its unpacking found them (the
+    // tracks of `stems` first).
+    std::array<std::string, 21> trackFile{};
     DWORD font = 0;
     std::string soundFontPath;
 
@@ -173,6 +197,8 @@ struct Session {
     MidiScanState scan;
     LyricTimingState timing;
     CaptureState capture;
+    MixState mix;
+    DigitalRecorderState digital;
     EffectsState effects;
     PainterState painter;
     SpectrumState spectrum;

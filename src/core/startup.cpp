@@ -230,7 +230,7 @@ bool Form_Unload(App& app) {
                                "Velvora Synth") == platform::vbNo)
         return false;
     BASS_RecordFree();
-    call(app.pending.releaseCaptureBuffer);
+    call(app.hooks.releaseCaptureBuffer);
     app.s.capture.recBuffer.clear();
     BASS_Free();
     call(app.pending.KillTemp);
@@ -244,7 +244,7 @@ void MnuExit_Click(App& app) {
     if (app.sys.dialogs.msgBox("Exit ?", boxStyle(platform::vbYesNo, platform::vbInformation), "Velvora") ==
         platform::vbNo)
         return;
-    call(app.pending.releaseCaptureBuffer);
+    call(app.hooks.releaseCaptureBuffer);
     app.s.capture.recBuffer.clear();
     BASS_RecordFree();
     BASS_Free();

@@ -8,6 +8,9 @@
 #include "core/startup.h"
 #include "core/vb_text.h"
 #include "effects/effects.h"
+#include "recording/capture.h"
+#include "recording/mixdown.h"
+#include "recording/take_session.h"
 #include "transport/audio_path.h"
 #include "transport/level_controls.h"
 #include "transport/midi_path.h"
@@ -35,10 +38,10 @@ void finishTake(App& app, bool midiDoor) {
     setShown(ui.Picture2, false);
     app.tmr.Timer3->setEnabled(false);
     if (midiDoor) setEnabled(ui.Cmd_play, false);
-    call(app.pending.Encode_Stop);
+    recording::Encode_Stop(app);
     BASS_StreamFree(s.chan);
-    call(app.pending.StopCapture);
-    call(app.pending.WriteCapture);
+    recording::StopCapture(app);
+    recording::WriteCapture(app);
     setShown(ui.Pbregg, true);
     for (int value : {20, 40, 60, 100}) {
         app.sys.clock.sleep(1000);
@@ -50,7 +53,7 @@ void finishTake(App& app, bool midiDoor) {
         "Crea NVK(SI)  Crea Wave(NO) ", platform::vbYesNoCancel | platform::vbInformation,
         midiDoor ? "RECORDER" : "Recorder"));
     if (s.answer == platform::vbCancel) {
-        call(app.pending.Annulla_Rec);
+        recording::Annulla_Rec(app);
         return;
     }
     if (s.answer == platform::vbYes) {
@@ -64,7 +67,7 @@ void finishTake(App& app, bool midiDoor) {
         if (midiDoor && encoded) app.sys.dialogs.msgBox("Done!", platform::vbQuestion, "Velvora");
         return;
     }
-    call(app.pending.AudioMixer);
+    recording::AudioMixer(app);
     s.capture.recBuffer.clear();
     s.capture.recLength = 0;
     // A mixed WAV makes no package: the LRC creator's batch waits for the next take (MIDI door).
@@ -83,7 +86,7 @@ void finishTake(App& app, bool midiDoor) {
 bool recordingRefused(App& app, QPushButton* play, bool audioDoor) {
     Session& s = app.s;
     if (!s.recordArmed) return false;
-    call(app.pending.Encode_Wave);
+    recording::Encode_Wave(app);
     if (s.recordArmed) return false;
     if (audioDoor) app.tmr.tmrSYLTmp3->setEnabled(false);
     app.tmr.tmrSpectrum->setEnabled(false);

@@ -1,6 +1,7 @@
 #include "ui/main_window.h"
 
 #include "core/startup.h"
+#include "ui/live_spec_window.h"
 #include "ui/wiring.h"
 #include "widgets/main_controls.h"
 
@@ -10,6 +11,7 @@
 #include <QCloseEvent>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QPushButton>
 
 namespace velvora::ui {
 
@@ -17,10 +19,17 @@ MainWindow::MainWindow(platform::Services& services)
     : controls_(std::make_unique<widgets::MainControls>(this)),
       app_(std::make_unique<App>(*controls_, services)) {
     wire(*app_, parts_);
+    app_->hooks.showLiveSpec = [this] { liveSpec().show(); };
+    QObject::connect(controls_->CmdMicro, &QPushButton::clicked, [this] { liveSpec().show(); });
     qApp->installEventFilter(this);
 }
 
 MainWindow::~MainWindow() = default;
+
+LiveSpecWindow& MainWindow::liveSpec() {
+    if (!liveSpec_) liveSpec_ = std::make_unique<LiveSpecWindow>(*app_, this);
+    return *liveSpec_;
+}
 
 void MainWindow::closeEvent(QCloseEvent* event) {
     if (app_->sys.process.ended() || Form_Unload(*app_))

@@ -9,6 +9,8 @@
 
 namespace velvora::ui {
 
+class LiveSpecWindow;
+
 class MainWindow final : public QMainWindow {
   public:
     explicit MainWindow(platform::Services& services);
@@ -16,6 +18,8 @@ class MainWindow final : public QMainWindow {
 
     App& app() { return *app_; }
     WindowParts& parts() { return parts_; }
+    // The live input level window, made on first use.
+    LiveSpecWindow& liveSpec();
 
   protected:
     void closeEvent(QCloseEvent* event) override;
@@ -27,6 +31,7 @@ class MainWindow final : public QMainWindow {
     // Before the session, whose hooks use it, and gone after it.
     WindowParts parts_;
     std::unique_ptr<App> app_;
+    std::unique_ptr<LiveSpecWindow> liveSpec_; // goes before the session it works on
 };
 
 } // namespace velvora::ui

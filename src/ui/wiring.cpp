@@ -11,7 +11,12 @@
 #include "karaoke/lyric_timing.h"
 #include "karaoke/painter_setup.h"
 #include "metering/frequency_bars.h"
+#include "metering/live_spec.h"
 #include "metering/palette.h"
+#include "recording/capture.h"
+#include "recording/digital_recorder.h"
+#include "recording/mixdown.h"
+#include "recording/take_session.h"
 #include "settings/app_settings.h"
 #include "transport/level_controls.h"
 #include "transport/playlist.h"
@@ -25,6 +30,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QSlider>
@@ -67,6 +73,7 @@ void wireHooks(App& app, WindowParts& parts) {
     h.painterFontStage = [&app] { karaoke::PainterFontStage(app, 1); };
     h.spectrumInit = [&app] { metering::InitSpectrum(app); };
     h.SldEq_Change = [&app](int band) { effects::SldEq_Change(app, band); };
+    h.releaseCaptureBuffer = [&app] { recording::releaseCaptureBuffer(app); };
     h.unloadOtherWindows = [&app] {
         for (QWidget* w : QApplication::topLevelWidgets())
             if (w != app.ui.window && w->isVisible()) w->close();
@@ -152,6 +159,25 @@ void wireEffects(App& app) {
     on(ui.CmdReset, &QPushButton::clicked, app, &CmdReset_Click);
 }
 
+void wireRecording(App& app) {
+    using namespace recording;
+    auto& ui = app.ui;
+    on(ui.CmdRec, &QPushButton::clicked, app, &CmdRec_Click);
+    on(ui.BtnMix, &QPushButton::clicked, app, &BtnMix_Click);
+    on(ui.mnew, &QAction::triggered, app, &mnew_Click);
+    on(ui.Start_Dig, &QPushButton::clicked, app, &Start_Dig_Click);
+    on(ui.Stop_dig, &QPushButton::clicked, app, &Stop_dig_Click);
+    on(ui.Save_Digit, &QPushButton::clicked, app, &Save_Digit_Click);
+    on(ui.cmbInput, &QComboBox::activated, app, &cmbInput_Click);
+    app.tmr.TmrStart->onTick = [&app] { TmrStart_Timer(app); };
+    app.tmr.Timer3->onTick = [&app] { Timer3_Timer(app); };
+    app.tmr.TmrDigit->onTick = [&app] { TmrDigit_Timer(app); };
+
+    on(ui.inputmenu, &QAction::triggered, app, &metering::inputmenu_Click);
+    on(ui.Cominput, &QPushButton::clicked, app, &metering::Cominput_Click);
+    on(ui.Comout, &QPushButton::clicked, app, &metering::Comout_Click);
+}
+
 void wireLyricTimers(App& app) {
     using namespace karaoke;
     app.tmr.Timer1->onTick = [&app] { Timer1_Timer(app); };
@@ -188,6 +214,7 @@ void wire(App& app, WindowParts& parts) {
         karaoke::CmdPrint(app, *printer);
     });
     wireEffects(app);
+    wireRecording(app);
 }
 
 } // namespace velvora::ui

@@ -22,14 +22,6 @@ const std::map<std::string, std::string> kKnowinglyEmpty = {
     {"hideExplorer", "no explorer window"},
     // The LRC creator is not built yet.
     {"Lrc_batch", "LRC creator"},
-    // Recording is not built yet.
-    {"releaseCaptureBuffer", "recording"},
-    {"Encode_Wave", "recording"},
-    {"Encode_Stop", "recording"},
-    {"StopCapture", "recording"},
-    {"WriteCapture", "recording"},
-    {"Annulla_Rec", "recording"},
-    {"AudioMixer", "recording"},
     // The song package is not built yet.
     {"KillTemp", "package"},
     {"NVKTagClear", "package"},
