@@ -90,6 +90,9 @@ struct PainterState {
     std::int32_t lyricSizeClass = 0;
     std::int16_t lyricLayoutMode = 0;
     std::int16_t currentLine = 0;
+    // The word step last painted, to paint the page again on another surface.
+    std::string shownWord;
+    std::int32_t shownColumn = 0;
 };
 
 // The spectrum image's palette and mode.

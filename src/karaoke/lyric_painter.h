@@ -21,9 +21,13 @@ inline constexpr const char* kLyricEndText = "==============================";
 
 // Paints the page for the word `word` at 0-based `column` of the current line (currentLine).
 // The line slots come from lyricLines, lastLine and currentLine; `line` and `nextLine` are not
-// read. A column of -1 leaves the page as it is.
+// read. A column of -1 leaves the page as it is. When the picture's companion, the singer's
+// screen, is shown, the same page is painted there too in the full-screen font rows.
 void TypeItX5Pic(App& app, const std::string& line, const std::string& word, std::int32_t column,
                  const std::string& nextLine, widgets::LyricPicture* picture);
+
+// The height a full-screen page needs at a font height.
+int FullScreenPageHeight(int fontHeight);
 
 // Font presets: each sets height, width, face and the fixed fields (weight 700, charset 1).
 void FontTahoma32x16(FontSpec& f);

@@ -10,6 +10,7 @@
 #include "karaoke/lyric_printing.h"
 #include "karaoke/lyric_timing.h"
 #include "karaoke/painter_setup.h"
+#include "karaoke/singers_screen.h"
 #include "metering/frequency_bars.h"
 #include "metering/palette.h"
 #include "settings/app_settings.h"
@@ -21,6 +22,7 @@
 
 #include "widgets/clicklabel.h"
 #include "widgets/main_controls.h"
+#include "widgets/words_full_screen.h"
 
 #include <QAction>
 #include <QApplication>
@@ -157,6 +159,8 @@ void wireLyricTimers(App& app) {
     app.tmr.Timer1->onTick = [&app] { Timer1_Timer(app); };
     app.tmr.tmrSYLTmp3->onTick = [&app] { tmrSYLTmp3_Timer(app); };
     app.tmr.PlayTimer->onTick = [&app] { PlayTimer_Timer(app); };
+    on(app.ui.CmdKara, &QPushButton::clicked, app, &CmdKara_Click);
+    on(app.ui.frmWordsFullScreen, &widgets::WordsFullScreen::pageResized, app, &RepaintSingersScreen);
 }
 
 void wireMenus(App& app) {

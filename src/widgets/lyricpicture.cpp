@@ -21,10 +21,13 @@ void LyricPicture::setBackgroundColor(const QColor& colour) {
 
 void LyricPicture::cls() {
     image_.fill(background_);
+    blank_ = true;
     update();
+    if (companion_) companion_->cls();
 }
 
 void LyricPicture::refresh() {
+    blank_ = false;
     update();
 }
 
@@ -43,8 +46,10 @@ void LyricPicture::resizeEvent(QResizeEvent* event) {
     if (size != image_.size()) {
         image_ = QImage(size, QImage::Format_RGB32);
         image_.fill(background_);
+        blank_ = true;
     }
     QWidget::resizeEvent(event);
+    emit resized();
 }
 
 } // namespace velvora::widgets

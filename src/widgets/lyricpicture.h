@@ -32,6 +32,16 @@ class LyricPicture : public QWidget {
 
     QSize sizeHint() const override;
 
+    // A second surface that shows the same page (the singer's screen): it is cleared with this one.
+    void setCompanion(LyricPicture* companion) { companion_ = companion; }
+    LyricPicture* companion() const { return companion_; }
+    // True from a clear until the next refresh: no page is shown.
+    bool blank() const { return blank_; }
+
+  signals:
+    // The widget was resized, which gave it a new, cleared image.
+    void resized();
+
   protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
@@ -39,6 +49,8 @@ class LyricPicture : public QWidget {
   private:
     QImage image_;
     QColor background_{0x40, 0x40, 0x40};
+    LyricPicture* companion_ = nullptr;
+    bool blank_ = true;
 };
 
 } // namespace velvora::widgets

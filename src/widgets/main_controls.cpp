@@ -1,5 +1,8 @@
 #include "widgets/main_controls.h"
 
+#include "widgets/lyricpicture.h"
+#include "widgets/words_full_screen.h"
+
 #include <QEvent>
 #include <QMainWindow>
 
@@ -49,6 +52,9 @@ MainControls::MainControls(QMainWindow* mainWindow) : window(mainWindow) {
         {cap5, SldMp3_0},  {cap6, SldMp3_1},  {cap7, HscrollTempo}, {cap8, Hstempo},
         {cap15, SldTempo}, {cap16, Vscroll1}, {cap18, Sldvol},      {cap19, SldVolume}};
     for (const auto& [caption, control] : captions) new CaptionFollower(caption, control);
+    // The singer's screen belongs to the main window and goes with it; it starts hidden.
+    frmWordsFullScreen = new WordsFullScreen(window);
+    Picture3->setCompanion(frmWordsFullScreen->page());
 }
 
 } // namespace velvora::widgets

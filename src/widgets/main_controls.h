@@ -8,6 +8,8 @@ class QMainWindow;
 
 namespace velvora::widgets {
 
+class WordsFullScreen;
+
 // The main window's controls, by their own names, with the indexed ones gathered into arrays.
 struct MainControls : public Ui::frmMain {
     explicit MainControls(QMainWindow* window); // setupUi(window), then fills the arrays
@@ -24,6 +26,8 @@ struct MainControls : public Ui::frmMain {
     std::array<QSlider*, 8> vseq;
     std::array<QLabel*, 2> LblTm;
     std::array<QPushButton*, 2> Cmd_432M;
+    // The full-screen lyric window that CmdKara shows and hides.
+    WordsFullScreen* frmWordsFullScreen = nullptr;
 };
 
 } // namespace velvora::widgets
