@@ -107,7 +107,7 @@ void open(App& app, Road road) {
     s.songStartedMark = false;
     s.songFresh = true;
     if (road != Road::Reopen) s.FileName.clear();
-    if (road == Road::Load) settings::visionLoad(app);
+    if (road != Road::Reopen) settings::visionLoad(app); // the menu road's one, at each open
     setEnabled(ui.Cmd_play, false);
 
     // From here a failing step is passed over and the next one runs.
