@@ -90,6 +90,11 @@ struct PainterState {
     std::int32_t lyricSizeClass = 0;
     std::int16_t lyricLayoutMode = 0;
     std::int16_t currentLine = 0;
+    // The word and column of the page painted last, to paint it again after a resize, and the
+    // texts of its four slots as they were drawn.
+    std::string pageWord;
+    std::int32_t pageColumn = -1;
+    std::array<std::string, 4> pageSlots;
 };
 
 // The spectrum image's palette and mode.

@@ -2,7 +2,9 @@
 
 #include "core/utf8.h"
 #include "core/vb_text.h"
+#include "karaoke/painter_setup.h"
 #include "widgets/lyricpicture.h"
+#include "widgets/main_controls.h"
 
 #include <QFontMetrics>
 #include <QFontMetricsF>
@@ -212,12 +214,18 @@ void TypeItX5Pic(App& app, const std::string& line, const std::string& word, std
         if (n > 0) prefix = QString::fromStdU32String(cur.substr(0, static_cast<std::size_t>(n)));
     }
 
+    p.pageWord = word;
+    p.pageColumn = column;
+    p.pageSlots = slot;
     try {
         picture->cls();
         QImage& img = picture->image();
+        // The page as wide as it is now: a line is fitted to the width it is drawn in.
         const int scaleWidth = img.width();
-        const int right = p.paintRight > 0 ? p.paintRight : img.width();
-        const int bottom = p.paintBottom > 0 ? p.paintBottom : img.height();
+        p.paintRight = img.width();
+        p.paintBottom = img.height();
+        const int right = p.paintRight;
+        const int bottom = p.paintBottom;
         const std::array<int, 4> tops = slotTops(c);
         QPainter painter(&img);
         for (int k = 0; k < 4; ++k) {
@@ -252,6 +260,22 @@ void TypeItX5Pic(App& app, const std::string& line, const std::string& word, std
     } catch (const std::bad_alloc&) {
         app.sys.dialogs.msgBox("7\nOut of memory\nsub: TypeItX5", platform::vbOKOnly, "Velvora");
     }
+}
+
+void RepaintLyricPage(App& app) {
+    const PainterState& p = app.s.painter;
+    if (p.pageColumn == -1) return;
+    const std::string word = p.pageWord;
+    TypeItX5Pic(app, std::string(), word, p.pageColumn, std::string(), app.ui.Picture3);
+}
+
+void Timer4_Timer(App& app) {
+    // Upkeep of the painter: the page's box as the window has it now, and the colours it needs.
+    PainterState& p = app.s.painter;
+    const QRect box = app.ui.Picture3->contentsRect();
+    p.paintRight = box.width();
+    p.paintBottom = box.height();
+    DefaultLyricColours(app);
 }
 
 } // namespace velvora::karaoke

@@ -93,6 +93,9 @@ void open(App& app, Road road) {
     if (road == Road::Load) s.levelsTouched = false;
     s.songFresh = true;
     ui.Picture3->cls();
+    // The lyric text read for the song before goes with it.
+    s.timing.lyricFileText.clear();
+    s.timing.lyricFileLines.clear();
     neutralControls(app, road);
     if (road == Road::Load) call(app.pending.NVKTagClear);
     Clear(app);

@@ -3,6 +3,7 @@
 #include "core/startup.h"
 #include "effects/effects.h"
 #include "karaoke/channel_strip.h"
+#include "karaoke/lyric_painter.h"
 #include "karaoke/lyric_timing.h"
 #include "karaoke/painter_setup.h"
 #include "metering/frequency_bars.h"
@@ -15,6 +16,7 @@
 #include "transport/transport.h"
 
 #include "widgets/clicklabel.h"
+#include "widgets/lyricpicture.h"
 #include "widgets/main_controls.h"
 #include "widgets/slider.h"
 
@@ -123,6 +125,8 @@ void wireLyricTimers(App& app) {
     app.tmr.Timer1->onTick = [&app] { Timer1_Timer(app); };
     app.tmr.tmrSYLTmp3->onTick = [&app] { tmrSYLTmp3_Timer(app); };
     app.tmr.PlayTimer->onTick = [&app] { PlayTimer_Timer(app); };
+    app.tmr.Timer4->onTick = [&app] { Timer4_Timer(app); };
+    on(app.ui.Picture3, &widgets::LyricPicture::pageLost, app, &RepaintLyricPage);
 }
 
 void wireMenus(App& app) {
