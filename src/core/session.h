@@ -144,6 +144,9 @@ struct Session {
     // Window-level song state.
     bool songFresh = false;
     std::string songTitle;
+    // The encoding of the song's texts (iconv's name): the user's choice for the song, or what its
+    // texts together tell when it is opened.
+    std::string textEncoding;
     std::string customName;
     bool recordArmed = false;
     bool pauseUsed = false;

@@ -6,6 +6,7 @@
 #include "karaoke/lyric_painter.h"
 #include "karaoke/lyric_timing.h"
 #include "karaoke/painter_setup.h"
+#include "karaoke/song_text.h"
 #include "metering/frequency_bars.h"
 #include "metering/palette.h"
 #include "settings/app_settings.h"
@@ -21,8 +22,10 @@
 #include "widgets/slider.h"
 
 #include <QAction>
+#include <QActionGroup>
 #include <QApplication>
 #include <QCheckBox>
+#include <QMenu>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QSlider>
@@ -129,8 +132,29 @@ void wireLyricTimers(App& app) {
     on(app.ui.Picture3, &widgets::LyricPicture::pageLost, app, &RepaintLyricPage);
 }
 
+// The encoding menu: one entry a choice, the one kept for the song in hand ticked when it opens.
+void wireEncodingMenu(App& app) {
+    QMenu* menu = app.ui.mnuEncoding;
+    if (!menu) return;
+    auto* group = new QActionGroup(menu);
+    for (const karaoke::EncodingChoice& choice : karaoke::encodingChoices()) {
+        QAction* entry = menu->addAction(QString::fromUtf8(choice.caption));
+        entry->setCheckable(true);
+        entry->setData(QString::fromLatin1(choice.encoding));
+        group->addAction(entry);
+        const std::string encoding = choice.encoding;
+        QObject::connect(entry, &QAction::triggered,
+                         [&app, encoding] { karaoke::MnuEncoding_Click(app, encoding); });
+    }
+    QObject::connect(menu, &QMenu::aboutToShow, [&app, menu] {
+        const QString kept = QString::fromStdString(karaoke::forcedEncoding(app, app.s.FileName));
+        for (QAction* entry : menu->actions()) entry->setChecked(entry->data().toString() == kept);
+    });
+}
+
 void wireMenus(App& app) {
     auto& ui = app.ui;
+    wireEncodingMenu(app);
     QObject::connect(ui.MnuExit, &QAction::triggered, [&app] { MnuExit_Click(app); });
     QObject::connect(ui.SaveC, &QAction::triggered, [&app] {
         const std::string problem = settings::confsave(app);
