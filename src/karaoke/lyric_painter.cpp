@@ -2,6 +2,8 @@
 
 #include "core/utf8.h"
 #include "core/vb_text.h"
+#include "karaoke/painter_setup.h"
+#include "widgets/main_controls.h"
 #include "widgets/lyricpicture.h"
 
 #include <QFontMetrics>
@@ -166,6 +168,7 @@ namespace {
 
 // The words of one page: the four slots, which of them is the current line, and its sung prefix.
 struct LyricPage {
+    std::array<std::string, 4> text;
     std::array<QString, 4> slot;
     int currentSlot = 0;
     QString prefix;
@@ -225,6 +228,7 @@ bool composePage(const App& app, const std::string& word, std::int32_t column, L
         if (n > 0) page.prefix = QString::fromStdU32String(cur.substr(0, static_cast<std::size_t>(n)));
     }
     for (std::size_t k = 0; k < 4; ++k) page.slot[k] = utf8::toQString(slot[k]);
+    page.text = slot;
     return true;
 }
 
@@ -314,16 +318,20 @@ void TypeItX5Pic(App& app, const std::string& line, const std::string& word, std
     p.lyricLayoutMode = 2;
     LyricPage page;
     if (!composePage(app, word, column, page)) return;
-    p.shownWord = word;
-    p.shownColumn = column;
+    p.pageWord = word;
+    p.pageColumn = column;
+    p.pageSlots = page.text;
 
     try {
         picture->cls();
         QImage& img = picture->image();
         PageLayout layout;
+        // The page as wide as it is now: a line is fitted to the width it is drawn in.
+        p.paintRight = img.width();
+        p.paintBottom = img.height();
         layout.fitWidth = img.width() - kMargin;
-        layout.right = p.paintRight > 0 ? p.paintRight : img.width();
-        layout.bottom = p.paintBottom > 0 ? p.paintBottom : img.height();
+        layout.right = p.paintRight;
+        layout.bottom = p.paintBottom;
         const int scaleWidth = img.width();
         drawPage(
             page, img, p, app.s.timing.fontSpec,
@@ -334,6 +342,22 @@ void TypeItX5Pic(App& app, const std::string& line, const std::string& word, std
     } catch (const std::bad_alloc&) {
         app.sys.dialogs.msgBox("7\nOut of memory\nsub: TypeItX5", platform::vbOKOnly, "Velvora");
     }
+}
+
+void RepaintLyricPage(App& app) {
+    const PainterState& p = app.s.painter;
+    if (p.pageColumn == -1) return;
+    const std::string word = p.pageWord;
+    TypeItX5Pic(app, std::string(), word, p.pageColumn, std::string(), app.ui.Picture3);
+}
+
+void Timer4_Timer(App& app) {
+    // Upkeep of the painter: the page's box as the window has it now, and the colours it needs.
+    PainterState& p = app.s.painter;
+    const QRect box = app.ui.Picture3->contentsRect();
+    p.paintRight = box.width();
+    p.paintBottom = box.height();
+    DefaultLyricColours(app);
 }
 
 } // namespace velvora::karaoke

@@ -26,6 +26,10 @@ inline constexpr const char* kLyricEndText = "==============================";
 void TypeItX5Pic(App& app, const std::string& line, const std::string& word, std::int32_t column,
                  const std::string& nextLine, widgets::LyricPicture* picture);
 
+// Paints the page painted last again, at the page's present size (after a resize).
+void RepaintLyricPage(App& app);
+// Timer4: the painter's upkeep, every 32 s: the page's box and the default colours.
+void Timer4_Timer(App& app);
 // The height a full-screen page needs at a font height.
 int FullScreenPageHeight(int fontHeight);
 

@@ -25,8 +25,8 @@ void CmdKara_Click(App& app) {
 
 void RepaintSingersScreen(App& app) {
     widgets::LyricPicture* page = app.ui.Picture3;
-    if (!page || page->blank() || !page->companion() || !page->companion()->isVisible()) return;
-    TypeItX5Pic(app, {}, app.s.painter.shownWord, app.s.painter.shownColumn, {}, page);
+    if (!page || page->isBlank() || !page->companion() || !page->companion()->isVisible()) return;
+    RepaintLyricPage(app);
 }
 
 } // namespace velvora::karaoke

@@ -43,13 +43,14 @@ void LyricPicture::paintEvent(QPaintEvent* event) {
 
 void LyricPicture::resizeEvent(QResizeEvent* event) {
     const QSize size = event->size().expandedTo(QSize(1, 1));
-    if (size != image_.size()) {
-        image_ = QImage(size, QImage::Format_RGB32);
-        image_.fill(background_);
-        blank_ = true;
-    }
     QWidget::resizeEvent(event);
-    emit resized();
+    if (size == image_.size()) return;
+    image_ = QImage(size, QImage::Format_RGB32);
+    image_.fill(background_);
+    if (!blank_) {
+        blank_ = true;
+        emit pageLost();
+    }
 }
 
 } // namespace velvora::widgets

@@ -16,7 +16,7 @@ WordsFullScreen::WordsFullScreen(QWidget* parent)
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(page_);
-    connect(page_, &LyricPicture::resized, this, &WordsFullScreen::pageResized);
+    connect(page_, &LyricPicture::pageLost, this, &WordsFullScreen::pageResized);
     resize(960, 540);
 }
 
