@@ -128,6 +128,10 @@ void ZeroVariables(App& app) {
     setEnabled(app.ui.Check1[3], false);
 }
 
+void applyMasterLevel(App& app) {
+    BASS_SetVolume(static_cast<float>(10 - app.ui.Slider1->value()) / 10.0f);
+}
+
 void abilita(App& app) {
     app.tmr.Timer3->setEnabled(false);
     app.s.recordBlink = 0;

@@ -26,4 +26,8 @@ void neutralTonesAndTempos(App& app);
 void neutralKeyAndTempo(App& app);
 void abilita(App& app);
 
+// The master level of Slider1 on the output (its change routine's work). A device brought up
+// starts at full level, so each bring-up applies it before any song plays.
+void applyMasterLevel(App& app);
+
 } // namespace velvora

@@ -113,6 +113,11 @@ struct PainterState {
     std::int32_t lyricSizeClass = 0;
     std::int16_t lyricLayoutMode = 0;
     std::int16_t currentLine = 0;
+    // The word and column of the page painted last, to paint it again after a resize, and the
+    // texts of its four slots as they were drawn.
+    std::string pageWord;
+    std::int32_t pageColumn = -1;
+    std::array<std::string, 4> pageSlots;
 };
 
 // The spectrum image's palette and mode.
@@ -165,6 +170,9 @@ struct Session {
     // Window-level song state.
     bool songFresh = false;
     std::string songTitle;
+    // The encoding of the song's texts (iconv's name): the user's choice for the song, or what its
+    // texts together tell when it is opened.
+    std::string textEncoding;
     std::string customName;
     bool recordArmed = false;
     bool pauseUsed = false;

@@ -32,10 +32,11 @@ inline constexpr SongState kSongStates[] = {SongState::Empty,           SongStat
 // What a state asks of one flag of a button: off, on, or left as the way there left it.
 enum class Flag : std::uint8_t { Keep, Off, On };
 
-// The buttons that carry the state: the two Play buttons on one spot (only one of them is meant
-// to be shown), the two Stop buttons, Pause and Load.
+// The buttons that carry the state: the two Play buttons on one spot and the two Stop buttons on
+// another (of each pair only the one of the song's kind is shown), Pause and Load.
 struct StateButtons {
-    Flag Cmd_play, Cmd_playShown, CmdPlw, CmdPlwShown, Cmd_Stop, CmdStw, CmdPause, CmdCarica;
+    Flag Cmd_play, Cmd_playShown, CmdPlw, CmdPlwShown, Cmd_Stop, Cmd_StopShown, CmdStw, CmdStwShown, CmdPause,
+        CmdCarica;
     bool operator==(const StateButtons&) const = default;
 };
 

@@ -132,6 +132,7 @@ void BASSDLL(App& app) {
     BOOL outputOk = BASS_Init(1, 44100, 0, app.ui.window, nullptr);
     if (!outputOk && BASS_ErrorGetCode() == BASS_ERROR_DEVICE)
         outputOk = BASS_Init(-1, 44100, 0, app.ui.window, nullptr);
+    if (outputOk) applyMasterLevel(app);
     if (recordOk && outputOk) {
         app.s.floatFlag = FloatProbe();
         app.s.inputIndex = -1;
@@ -153,7 +154,9 @@ void PerPausa(App& app) {
     if (!BASS_Init(-1, 44100, 0, app.ui.window, nullptr)) {
         Error_(app, "Can't initialize device");
         app.sys.process.end();
+        return;
     }
+    applyMasterLevel(app);
 }
 
 namespace {

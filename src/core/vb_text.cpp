@@ -237,21 +237,8 @@ std::string Ext3(std::string_view path) {
 }
 
 std::string decodeText(std::string_view bytes) {
-    const QByteArray raw(bytes.data(), static_cast<qsizetype>(bytes.size()));
-    // Valid UTF-8 round-trips unchanged; anything else is read as Windows-1252.
-    const QString asUtf8 = QString::fromUtf8(raw);
-    if (asUtf8.toUtf8() == raw) return std::string(bytes);
-    static const char16_t cp1252[32] = {0x20AC, 0x81,   0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
-                                        0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0x8D,   0x017D, 0x8F,
-                                        0x90,   0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
-                                        0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x9D,   0x017E, 0x0178};
-    QString out;
-    out.reserve(raw.size());
-    for (char ch : raw) {
-        const auto b = static_cast<unsigned char>(ch);
-        out += (b >= 0x80 && b < 0xA0) ? QChar(cp1252[b - 0x80]) : QChar(b);
-    }
-    return out.toStdString();
+    // Valid UTF-8 stays; anything else is read as Windows-1252.
+    return utf8::decode(bytes);
 }
 
 } // namespace velvora::vb

@@ -4,6 +4,7 @@
 
 #include "api.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -43,6 +44,10 @@ void runSyncs();
 const std::vector<float>& heard();
 void clearHeard();
 void keepHeard(bool on);
+
+// How many channels (streams, mixers, captures) have a live handle: made and not yet freed,
+// by BASS_StreamFree, an auto-free end or BASS_Free. A leak shows as a count that only grows.
+std::size_t liveChannels();
 
 // Name of the output device in use ("No sound" for device 0 or while a lost device is away),
 // empty when none.

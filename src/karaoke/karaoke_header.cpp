@@ -1,8 +1,10 @@
 #include "karaoke/karaoke_header.h"
 
+#include "core/utf8.h"
 #include "core/vb_text.h"
 #include "karaoke/midi_scanner.h"
 #include "karaoke/song_identification.h"
+#include "karaoke/song_text.h"
 #include "widgets/main_controls.h"
 
 #include <QString>
@@ -11,9 +13,12 @@ namespace velvora::karaoke {
 
 namespace {
 
-// Text of a fixed-width field: a UTF-8 character cut by the field's end is dropped rather than
-// turning the whole field into Windows-1252.
-std::string fieldText(const std::string& field) {
+// Text of a fixed-width field in the song's encoding. In a UTF-8 or Western song a UTF-8 character
+// cut by the field's end is dropped rather than turning the whole field into Windows-1252.
+std::string fieldText(const App& app, const std::string& field) {
+    const std::string& encoding = app.s.textEncoding;
+    if (!encoding.empty() && encoding != "UTF-8" && encoding != utf8::kFallbackEncoding)
+        return songText(app, field);
     std::size_t end = field.size();
     for (std::size_t back = 1; back <= 3 && back <= field.size(); ++back) {
         const auto c = static_cast<unsigned char>(field[field.size() - back]);
@@ -28,8 +33,8 @@ std::string fieldText(const std::string& field) {
 }
 
 // Shows a field's bytes in a box and takes the box's text back into the field.
-void showField(QLineEdit* box, std::string& field, int width) {
-    box->setText(QString::fromStdString(fieldText(field)));
+void showField(const App& app, QLineEdit* box, std::string& field, int width) {
+    box->setText(QString::fromStdString(fieldText(app, field)));
     field = FixedText(box->text().toStdString(), width);
 }
 
@@ -38,6 +43,7 @@ void showField(QLineEdit* box, std::string& field, int width) {
 void GetKaraokeHeader(App& app) {
     MidiScanState& scan = app.s.scan;
     LoadMidiBuffer(app.s.FileName, scan.midiBuffer);
+    ChooseSongEncoding(app);
     ReadHeaderWords(scan);
 
     if (scan.midiFormat == 1)
@@ -61,9 +67,9 @@ void GetKaraokeHeader(App& app) {
     cercatitolo(scan);
     if (FINDKARA(app.s.FileName)) TITOLOKARA(scan);
 
-    showField(app.ui.Title, scan.fixTitle, kTitleWidth);
-    showField(app.ui.Artist, scan.fixCopyright, kCopyrightWidth);
-    showField(app.ui.Yizear, scan.fixTempo, kTempoWidth);
+    showField(app, app.ui.Title, scan.fixTitle, kTitleWidth);
+    showField(app, app.ui.Artist, scan.fixCopyright, kCopyrightWidth);
+    showField(app, app.ui.Yizear, scan.fixTempo, kTempoWidth);
 
     tonalita(scan);
     app.ui.GENERE->setText(QString::fromStdString(scan.keyName));

@@ -1,5 +1,7 @@
 #include "karaoke/lrc_reader.h"
 
+#include "karaoke/song_text.h"
+
 #include "core/utf8.h"
 #include "core/vb_text.h"
 
@@ -85,7 +87,11 @@ void Chargement_Paroles(App& app, bool& ok) {
     std::ifstream in(tm.lyricFilePath, std::ios::binary);
     if (in) {
         const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-        for (std::string& line : fileLines(vb::decodeText(bytes))) {
+        // The lyric's own encoding: the one forced for the song, else what its whole text tells.
+        const std::string song = app.s.packageFile.empty() ? app.s.FileName : app.s.packageFile;
+        const std::string forced = forcedEncoding(app, song);
+        const std::string encoding = forced.empty() ? utf8::detectEncoding(bytes) : forced;
+        for (std::string& line : fileLines(utf8::decode(bytes, encoding))) {
             if (vb::Trim(line).empty()) continue;
             tm.lyricFileText += line;
             tm.lyricFileText += "\r\n";

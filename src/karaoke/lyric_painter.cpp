@@ -2,6 +2,8 @@
 
 #include "core/utf8.h"
 #include "core/vb_text.h"
+#include "karaoke/painter_setup.h"
+#include "widgets/main_controls.h"
 #include "widgets/lyricpicture.h"
 
 #include <QFontMetrics>
@@ -12,6 +14,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
 #include <new>
 
 namespace velvora::karaoke {
@@ -161,16 +164,32 @@ QFont lyricFont(const FontSpec& f, int width, QPaintDevice* device) {
     return font;
 }
 
-void TypeItX5Pic(App& app, const std::string& line, const std::string& word, std::int32_t column,
-                 const std::string& nextLine, widgets::LyricPicture* picture) {
-    (void)line;
-    (void)nextLine;
-    if (!picture) return;
-    PainterState& p = app.s.painter;
-    const WordModel& m = app.s.words;
-    p.lyricLayoutMode = 2;
-    const long long c = p.currentLine;
+namespace {
 
+// The words of one page: the four slots, which of them is the current line, and its sung prefix.
+struct LyricPage {
+    std::array<std::string, 4> text;
+    std::array<QString, 4> slot;
+    int currentSlot = 0;
+    QString prefix;
+    long long currentLine = 0;
+};
+
+// Where a page is laid on a surface: the slot table's positions times `scale`, moved down by
+// `offsetY`, lines starting `margin` from the left and narrowed to fit `fitWidth`.
+struct PageLayout {
+    double scale = 1;
+    int offsetY = 0;
+    int margin = kMargin;
+    int fitWidth = 0;
+    int right = 0, bottom = 0;
+};
+
+// Fills the slots for the current line; false when the page is to be left as it is.
+bool composePage(const App& app, const std::string& word, std::int32_t column, LyricPage& page) {
+    const PainterState& p = app.s.painter;
+    const WordModel& m = app.s.words;
+    const long long c = p.currentLine;
     auto lineAt = [&m](long long k) -> std::string {
         if (k < 0 || k >= static_cast<long long>(m.lyricLines.size())) return {};
         return m.lyricLines[static_cast<std::size_t>(k)];
@@ -187,71 +206,158 @@ void TypeItX5Pic(App& app, const std::string& line, const std::string& word, std
     std::array<std::string, 4> slot;
     const bool even = (c & 1) == 0;
     if (even) {
-        slot[0] = lineAt(c);
-        slot[1] = comingAt(c + 1);
-        slot[2] = comingAt(c + 2);
-        slot[3] = comingAt(c + 3);
+        slot = {lineAt(c), comingAt(c + 1), comingAt(c + 2), comingAt(c + 3)};
     } else {
         slot[0] = lineAt(c - 1);
         slot[1] = lineAt(c);
         slot[2] = comingAt(c + 1);
         slot[3] = comingAt(c + 2);
     }
-    const int currentSlot = even ? 0 : 1;
+    page.currentSlot = even ? 0 : 1;
+    page.currentLine = c;
 
     // The sung prefix: the word is looked for from its column taken as 1-based, one early.
     const long long s = column == 0 ? 1 : column;
-    if (s == -1) return;
-    QString prefix;
-    const std::string& current = slot[static_cast<std::size_t>(currentSlot)];
+    if (s == -1) return false;
+    const std::string& current = slot[static_cast<std::size_t>(page.currentSlot)];
     if (!current.empty()) {
         const std::u32string cur = utf8::toText32(current);
         const std::u32string w = utf8::toText32(word);
         const long long pos = vb::InStr(s, cur, w);
         const long long n = pos - 1 + static_cast<long long>(w.size());
-        if (n > 0) prefix = QString::fromStdU32String(cur.substr(0, static_cast<std::size_t>(n)));
+        if (n > 0) page.prefix = QString::fromStdU32String(cur.substr(0, static_cast<std::size_t>(n)));
     }
+    for (std::size_t k = 0; k < 4; ++k) page.slot[k] = utf8::toQString(slot[k]);
+    page.text = slot;
+    return true;
+}
+
+// Draws the page on `img`, each slot in the font `preset` gives (made narrower, never lower, until
+// the line fits), in the painter's colours.
+void drawPage(const LyricPage& page, QImage& img, PainterState& p, FontSpec& f,
+              const std::function<void(FontSpec&)>& preset, const PageLayout& layout) {
+    const std::array<int, 4> tops = slotTops(page.currentLine);
+    QPainter painter(&img);
+    for (int k = 0; k < 4; ++k) {
+        preset(f);
+        const QString& text = page.slot[static_cast<std::size_t>(k)];
+        int width = f.Width;
+        QFont font = lyricFont(f, width, &img);
+        // At the narrowest width a line that still does not fit is drawn as it is, cut at the edge.
+        while (width > 1 && QFontMetrics(font, &img).horizontalAdvance(text) > layout.fitWidth) {
+            --width;
+            font = lyricFont(f, width, &img);
+        }
+        painter.setFont(font);
+        p.paintLeft = layout.margin;
+        p.paintTop =
+            layout.offsetY + static_cast<int>(std::lround(tops[static_cast<std::size_t>(k)] * layout.scale));
+        const QRect rect(p.paintLeft, p.paintTop, std::max(0, layout.right - p.paintLeft),
+                         std::max(0, layout.bottom - p.paintTop));
+        std::uint32_t colour = p.nextPairColour;
+        if (k == 0) colour = page.currentSlot == 0 ? p.lineColour : p.sungColour;
+        if (k == 1) colour = p.lineColour;
+        painter.setPen(fromBgr(colour));
+        painter.drawText(rect, Qt::AlignLeft | Qt::AlignTop, text);
+        if (k == page.currentSlot) {
+            painter.setPen(fromBgr(p.sungColour));
+            painter.drawText(rect, Qt::AlignLeft | Qt::AlignTop, page.prefix);
+        }
+    }
+}
+
+// The singer's screen: the largest full-screen font row whose page fits the surface's height,
+// the slot table scaled by the font's height over the page's own 32 and centred.
+void paintFullScreen(App& app, const LyricPage& page, widgets::LyricPicture& surface) {
+    QImage& img = surface.image();
+    const QSize size = img.size();
+    FontSpec f = app.s.timing.fontSpec;
+    std::function<void(FontSpec&)> preset = &FontArial100x50;
+    if (size.width() >= 2400)
+        preset = &FontArial140x80;
+    else if (size.height() >= FullScreenPageHeight(140))
+        preset = &FontArial140x70;
+    preset(f);
+    if (FullScreenPageHeight(f.Height) > size.height()) {
+        // A small window: the 100-pixel row scaled down to the height there is.
+        const int height = std::max(8, size.height() * 32 / FullScreenPageHeight(32));
+        preset = [height](FontSpec& g) {
+            FontArial100x50(g);
+            g.Height = height;
+            g.Width = std::max(1, height / 2);
+        };
+        preset(f);
+    }
+    PageLayout layout;
+    layout.scale = f.Height / 32.0;
+    layout.margin = static_cast<int>(std::lround(kMargin * layout.scale));
+    layout.fitWidth = size.width() - 2 * layout.margin;
+    // The slots run from 40 to 160 plus a line: centre that block.
+    layout.offsetY = (size.height() - static_cast<int>((160 - 40) * layout.scale) - f.Height) / 2 -
+                     static_cast<int>(std::lround(40 * layout.scale));
+    layout.right = size.width();
+    layout.bottom = size.height();
+    img.fill(surface.backgroundColor());
+    drawPage(page, img, app.s.painter, f, preset, layout);
+    surface.refresh();
+}
+
+} // namespace
+
+int FullScreenPageHeight(int fontHeight) {
+    // The slot table's span (40 to 160) and one line, scaled, with a line's room above and below.
+    return (160 - 40 + 32 + 2 * 32) * fontHeight / 32;
+}
+
+void TypeItX5Pic(App& app, const std::string& line, const std::string& word, std::int32_t column,
+                 const std::string& nextLine, widgets::LyricPicture* picture) {
+    (void)line;
+    (void)nextLine;
+    if (!picture) return;
+    PainterState& p = app.s.painter;
+    p.lyricLayoutMode = 2;
+    LyricPage page;
+    if (!composePage(app, word, column, page)) return;
+    p.pageWord = word;
+    p.pageColumn = column;
+    p.pageSlots = page.text;
 
     try {
         picture->cls();
         QImage& img = picture->image();
+        PageLayout layout;
+        // The page as wide as it is now: a line is fitted to the width it is drawn in.
+        p.paintRight = img.width();
+        p.paintBottom = img.height();
+        layout.fitWidth = img.width() - kMargin;
+        layout.right = p.paintRight;
+        layout.bottom = p.paintBottom;
         const int scaleWidth = img.width();
-        const int right = p.paintRight > 0 ? p.paintRight : img.width();
-        const int bottom = p.paintBottom > 0 ? p.paintBottom : img.height();
-        const std::array<int, 4> tops = slotTops(c);
-        QPainter painter(&img);
-        for (int k = 0; k < 4; ++k) {
-            FontSpec& f = app.s.timing.fontSpec;
-            FontForSizeClass(f, p.lyricSizeClass, scaleWidth);
-            const QString text = utf8::toQString(slot[static_cast<std::size_t>(k)]);
-            int width = f.Width;
-            QFont font = lyricFont(f, width, &img);
-            // A line too long for the page is made narrower, never lower; at the narrowest width
-            // it is drawn as it is and cut at the edge.
-            while (width > 1 && QFontMetrics(font, &img).horizontalAdvance(text) > scaleWidth - kMargin) {
-                --width;
-                font = lyricFont(f, width, &img);
-            }
-            painter.setFont(font);
-            p.paintLeft = kMargin;
-            p.paintTop = tops[static_cast<std::size_t>(k)];
-            const QRect rect(p.paintLeft, p.paintTop, std::max(0, right - p.paintLeft),
-                             std::max(0, bottom - p.paintTop));
-            std::uint32_t colour = p.nextPairColour;
-            if (k == 0) colour = currentSlot == 0 ? p.lineColour : p.sungColour;
-            if (k == 1) colour = p.lineColour;
-            painter.setPen(fromBgr(colour));
-            painter.drawText(rect, Qt::AlignLeft | Qt::AlignTop, text);
-            if (k == currentSlot) {
-                painter.setPen(fromBgr(p.sungColour));
-                painter.drawText(rect, Qt::AlignLeft | Qt::AlignTop, prefix);
-            }
-        }
-        painter.end();
+        drawPage(
+            page, img, p, app.s.timing.fontSpec,
+            [&p, scaleWidth](FontSpec& f) { FontForSizeClass(f, p.lyricSizeClass, scaleWidth); }, layout);
         picture->refresh();
+        widgets::LyricPicture* singers = picture->companion();
+        if (singers && singers->isVisible()) paintFullScreen(app, page, *singers);
     } catch (const std::bad_alloc&) {
         app.sys.dialogs.msgBox("7\nOut of memory\nsub: TypeItX5", platform::vbOKOnly, "Velvora");
     }
+}
+
+void RepaintLyricPage(App& app) {
+    const PainterState& p = app.s.painter;
+    if (p.pageColumn == -1) return;
+    const std::string word = p.pageWord;
+    TypeItX5Pic(app, std::string(), word, p.pageColumn, std::string(), app.ui.Picture3);
+}
+
+void Timer4_Timer(App& app) {
+    // Upkeep of the painter: the page's box as the window has it now, and the colours it needs.
+    PainterState& p = app.s.painter;
+    const QRect box = app.ui.Picture3->contentsRect();
+    p.paintRight = box.width();
+    p.paintBottom = box.height();
+    DefaultLyricColours(app);
 }
 
 } // namespace velvora::karaoke

@@ -21,9 +21,17 @@ inline constexpr const char* kLyricEndText = "==============================";
 
 // Paints the page for the word `word` at 0-based `column` of the current line (currentLine).
 // The line slots come from lyricLines, lastLine and currentLine; `line` and `nextLine` are not
-// read. A column of -1 leaves the page as it is.
+// read. A column of -1 leaves the page as it is. When the picture's companion, the singer's
+// screen, is shown, the same page is painted there too in the full-screen font rows.
 void TypeItX5Pic(App& app, const std::string& line, const std::string& word, std::int32_t column,
                  const std::string& nextLine, widgets::LyricPicture* picture);
+
+// Paints the page painted last again, at the page's present size (after a resize).
+void RepaintLyricPage(App& app);
+// Timer4: the painter's upkeep, every 32 s: the page's box and the default colours.
+void Timer4_Timer(App& app);
+// The height a full-screen page needs at a font height.
+int FullScreenPageHeight(int fontHeight);
 
 // Font presets: each sets height, width, face and the fixed fields (weight 700, charset 1).
 void FontTahoma32x16(FontSpec& f);

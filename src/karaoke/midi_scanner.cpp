@@ -1,5 +1,7 @@
 #include "karaoke/midi_scanner.h"
 
+#include "karaoke/song_text.h"
+
 #include "core/files.h"
 #include "core/utf8.h"
 #include "core/vb_text.h"
@@ -125,7 +127,7 @@ void GetWords(App& app, std::string_view chunk) {
         // The counters are 16-bit: past their limit the last word and line are written again.
         if (count < kMaxWordIndex) ++count;
         w.wordList.resize(static_cast<std::size_t>(count) + 1);
-        std::string text = vb::decodeText(raw);
+        std::string text = songText(app, raw);
         const std::string trimmed = vb::Trim(text);
         if (trimmed == "\\" || trimmed == "/") {
             column = 0;
@@ -304,6 +306,7 @@ void CreateFileTemp(App& app) {
 void ReadFile(App& app, const ScanLyricMarksHook& scanLyricMarks) {
     MidiScanState& scan = app.s.scan;
     LoadMidiBuffer(app.s.FileName, scan.midiBuffer);
+    ChooseSongEncoding(app);
     ReadHeaderWords(scan);
     ReadFirstTempo(scan);
     ChooseLyricTrack(app);

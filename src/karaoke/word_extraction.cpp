@@ -4,6 +4,7 @@
 #include "core/utf8.h"
 #include "core/vb_text.h"
 #include "karaoke/karaoke_header.h"
+#include "karaoke/song_text.h"
 #include "widgets/lyricpicture.h"
 #include "widgets/main_controls.h"
 
@@ -60,7 +61,7 @@ void ScanLyricMarks(App& app) {
         else if (BASS_MIDI_StreamGetMark(stream, BASS_MIDI_MARK_TEXT, 20, &mark))
             type = BASS_MIDI_MARK_TEXT;
         if (type) BASS_MIDI_StreamGetMark(stream, type, static_cast<DWORD>(i), &mark);
-        std::string text = type && mark.text ? vb::UpperText(vb::decodeText(mark.text)) : std::string();
+        std::string text = type && mark.text ? vb::UpperText(songText(app, mark.text)) : std::string();
 
         QWORD tick = 0;
         if (type && BASS_ChannelSetPosition(stream, mark.pos, BASS_POS_BYTE)) {

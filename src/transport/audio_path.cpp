@@ -54,6 +54,9 @@ void packageBranch(App& app) {
     const std::string lyric = joinPath(app.appFolder, "TMPK/LIRICA.LRC");
     if (EsisteFile(lyric)) {
         app.s.timing.lyricFilePath = lyric;
+        // The text of this song alone: a replay or the next package reads its own lyric anew.
+        app.s.timing.lyricFileText.clear();
+        app.s.timing.lyricFileLines.clear();
         bool read = false;
         karaoke::Chargement_Paroles(app, read);
         karaoke::Show_Lyrics(app, app.s.timing.lyricFileText);
@@ -105,8 +108,13 @@ void packageBranch(App& app) {
     }
     s.songTitle = titleOf(s.FileName);
     setCaption(ui.LabelSongLength, s.songTitle);
+    // The effects left on hold on the new song: a ticked compressor goes onto the new mixer (before
+    // the song's settings, whose tick of the box then changes nothing), and a pressed equaliser
+    // onto the new voice track unless the settings have just put it there.
+    effects::Chkphaser_Click(app);
     if (FileExists(resolveCaseInsensitive(app.appFolder, "SongCustom/" + GetFileName(s.FileName) + ".txt")))
         call(app.pending.ModMulti);
+    if (ui.Chkequalizer->isChecked() && s.effects.eqOn == vbFalse) effects::Chkequalizer_Click(app);
     setEnabled(ui.CmdMidi, true);
     if (ui.Chkequalizer->isChecked()) effects::vcompr_Change(app, 0);
     SldVolume_Change(app);

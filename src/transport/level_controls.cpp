@@ -34,10 +34,8 @@ void SldTempo_Change(App& app) {
 }
 
 void LblTempo_Click(App& app) {
-    if (app.ui.SldTempo->value() == 10)
-        SldTempo_Change(app);
-    else
-        app.ui.SldTempo->setValue(10);
+    app.ui.SldTempo->setValue(10);
+    SldTempo_Change(app);
 }
 
 void Vscroll1_Change(App& app) {
@@ -51,10 +49,8 @@ void Vscroll1_Change(App& app) {
 
 void LblPitch_Click(App& app) {
     setCaption(app.ui.LblPitch, "0");
-    if (app.ui.Vscroll1->value() == 0)
-        Vscroll1_Change(app);
-    else
-        app.ui.Vscroll1->setValue(0);
+    app.ui.Vscroll1->setValue(0);
+    Vscroll1_Change(app);
 }
 
 void Sldvol_Change(App& app) {
@@ -109,18 +105,14 @@ void SldMp3_Change(App& app, int index) {
 
 void Lbltmp_Click(App& app) {
     setCaption(app.ui.Lbltmp, "0%");
-    if (app.ui.SldMp3[1]->value() == 0)
-        SldMp3_Change(app, 1);
-    else
-        app.ui.SldMp3[1]->setValue(0);
+    app.ui.SldMp3[1]->setValue(0);
+    SldMp3_Change(app, 1);
 }
 
 void LblTone_Click(App& app) {
     setCaption(app.ui.LblTone, "0");
-    if (app.ui.SldMp3[0]->value() == 0)
-        SldMp3_Change(app, 0);
-    else
-        app.ui.SldMp3[0]->setValue(0);
+    app.ui.SldMp3[0]->setValue(0);
+    SldMp3_Change(app, 0);
 }
 
 void HscrollTempo_Change(App& app) {
@@ -131,7 +123,6 @@ void HscrollTempo_Change(App& app) {
 }
 
 void LblToneM_Click(App& app) {
-    const QSignalBlocker quiet(app.ui.HscrollTempo);
     app.ui.HscrollTempo->setValue(0);
     const int value = app.ui.HscrollTempo->value();
     for (DWORD stem : app.s.stems)
@@ -153,10 +144,8 @@ void Hstempo_Change(App& app) {
 }
 
 void LbltKTM_Click(App& app) {
-    if (app.ui.Hstempo->value() == 0)
-        Hstempo_Change(app);
-    else
-        app.ui.Hstempo->setValue(0);
+    app.ui.Hstempo->setValue(0);
+    Hstempo_Change(app);
 }
 
 void SldVolume_Change(App& app) {
@@ -166,7 +155,7 @@ void SldVolume_Change(App& app) {
 }
 
 void Slider1_Change(App& app) {
-    BASS_SetVolume(static_cast<float>(10 - app.ui.Slider1->value()) / 10.0f);
+    applyMasterLevel(app);
 }
 
 void UpdatePositionLabel(App& app) {

@@ -87,6 +87,8 @@ void showMidiLength(App& app) {
 void MidiRepeat(App& app) {
     Session& s = app.s;
     s.midiActive = true;
+    // The stream of an open that was not played (after an audio song) goes before its successor.
+    BASS_StreamFree(s.chan);
     karaoke::GetKaraoke(app);
     s.chan = modBass::MIDI_StreamCreateFile(s.FileName, BASS_STREAM_AUTOFREE, 44100);
     // The handle is not tested: a file that has gone away leaves the song silent until Stop.

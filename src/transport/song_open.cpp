@@ -94,6 +94,9 @@ void open(App& app, Road road, const std::string* given = nullptr) {
     if (road == Road::Load) s.levelsTouched = false;
     s.songFresh = true;
     ui.Picture3->cls();
+    // The lyric text read for the song before goes with it.
+    s.timing.lyricFileText.clear();
+    s.timing.lyricFileLines.clear();
     neutralControls(app, road);
     if (road == Road::Load) call(app.pending.NVKTagClear);
     Clear(app);
@@ -108,7 +111,7 @@ void open(App& app, Road road, const std::string* given = nullptr) {
     s.songStartedMark = false;
     s.songFresh = true;
     if (road != Road::Reopen) s.FileName.clear();
-    if (road == Road::Load) settings::visionLoad(app);
+    if (road != Road::Reopen) settings::visionLoad(app); // the menu road's one, at each open
     setEnabled(ui.Cmd_play, false);
 
     // From here a failing step is passed over and the next one runs.

@@ -82,7 +82,8 @@ void finishTake(App& app, bool midiDoor) {
 }
 
 // A take armed before Play starts its recording here. When the recorder refuses, the song does
-// not start: its stream goes, the menus come back and its Play button is enabled again.
+// not start: its stream goes, the menus come back and the song stands as after a stop, its Play
+// button enabled and nothing to pause; the next MIDI play builds its stream anew.
 bool recordingRefused(App& app, QPushButton* play, bool audioDoor) {
     Session& s = app.s;
     if (!s.recordArmed) return false;
@@ -94,6 +95,8 @@ bool recordingRefused(App& app, QPushButton* play, bool audioDoor) {
     BASS_StreamFree(s.chan);
     setEnabled(play, true);
     enamenu(app);
+    if (!audioDoor) s.songFresh = false;
+    showSongState(app, audioDoor ? audioReadyAgain(s.FileName) : SongState::MidiReadyAgain);
     return true;
 }
 

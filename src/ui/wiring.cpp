@@ -7,9 +7,12 @@
 #include "encoding/lame_encoder.h"
 #include "encoding/raised_error.h"
 #include "karaoke/channel_strip.h"
+#include "karaoke/lyric_painter.h"
 #include "karaoke/lyric_printing.h"
 #include "karaoke/lyric_timing.h"
 #include "karaoke/painter_setup.h"
+#include "karaoke/singers_screen.h"
+#include "karaoke/song_text.h"
 #include "metering/frequency_bars.h"
 #include "metering/live_spec.h"
 #include "metering/palette.h"
@@ -25,12 +28,17 @@
 #include "transport/transport.h"
 
 #include "widgets/clicklabel.h"
+#include "widgets/lyricpicture.h"
 #include "widgets/main_controls.h"
+#include "widgets/slider.h"
+#include "widgets/words_full_screen.h"
 
 #include <QAction>
+#include <QActionGroup>
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QMenu>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QSlider>
@@ -119,22 +127,22 @@ void wireTransport(App& app) {
     on(ui.Sldposition, &QSlider::sliderPressed, app, &Sldposition_Press);
     on(ui.Sldposition, &QSlider::sliderReleased, app, &Sldposition_Release);
 
-    on(ui.SldTempo, &QSlider::valueChanged, app, &SldTempo_Change);
+    on(ui.SldTempo, &widgets::Slider::userChanged, app, &SldTempo_Change);
     on(ui.LblTempo, &widgets::ClickLabel::clicked, app, &LblTempo_Click);
-    on(ui.Vscroll1, &QSlider::valueChanged, app, &Vscroll1_Change);
+    on(ui.Vscroll1, &widgets::Slider::userChanged, app, &Vscroll1_Change);
     on(ui.LblPitch, &widgets::ClickLabel::clicked, app, &LblPitch_Click);
-    on(ui.Sldvol, &QSlider::valueChanged, app, &Sldvol_Change);
-    on(ui.SldMidi, &QSlider::valueChanged, app, &SldMidi_Change);
+    on(ui.Sldvol, &widgets::Slider::userChanged, app, &Sldvol_Change);
+    on(ui.SldMidi, &widgets::Slider::userChanged, app, &SldMidi_Change);
     on(ui.Lbltmp, &widgets::ClickLabel::clicked, app, &Lbltmp_Click);
     on(ui.LblTone, &widgets::ClickLabel::clicked, app, &LblTone_Click);
-    on(ui.HscrollTempo, &QSlider::valueChanged, app, &HscrollTempo_Change);
+    on(ui.HscrollTempo, &widgets::Slider::userChanged, app, &HscrollTempo_Change);
     on(ui.LblToneM, &widgets::ClickLabel::clicked, app, &LblToneM_Click);
-    on(ui.Hstempo, &QSlider::valueChanged, app, &Hstempo_Change);
+    on(ui.Hstempo, &widgets::Slider::userChanged, app, &Hstempo_Change);
     on(ui.LbltKTM, &widgets::ClickLabel::clicked, app, &LbltKTM_Click);
-    on(ui.SldVolume, &QSlider::valueChanged, app, &SldVolume_Change);
-    on(ui.Slider1, &QSlider::valueChanged, app, &Slider1_Change);
-    onEach(ui.SldMp3, &QSlider::valueChanged, app, &SldMp3_Change);
-    onEach(ui.Slider2, &QSlider::valueChanged, app, &Slider2_Change);
+    on(ui.SldVolume, &widgets::Slider::userChanged, app, &SldVolume_Change);
+    on(ui.Slider1, &widgets::Slider::userChanged, app, &Slider1_Change);
+    onEach(ui.SldMp3, &widgets::Slider::userChanged, app, &SldMp3_Change);
+    onEach(ui.Slider2, &widgets::Slider::userChanged, app, &Slider2_Change);
 
     app.tmr.TimTps->onTick = [&app] { TimTps_Timer(app); };
     app.tmr.tmrMidiTest->onTick = [&app] { tmrMidiTest_Timer(app); };
@@ -145,13 +153,13 @@ void wireEffects(App& app) {
     using namespace effects;
     auto& ui = app.ui;
     on(ui.ChkRev, &QCheckBox::toggled, app, &ChkRev_Click);
-    on(ui.Sldrev, &QSlider::valueChanged, app, &Sldrev_Change);
+    on(ui.Sldrev, &widgets::Slider::userChanged, app, &Sldrev_Change);
     on(ui.Chkphaser, &QCheckBox::toggled, app, &Chkphaser_Click);
-    on(ui.Sldphaser[1], &QSlider::valueChanged, [&app] { Sldphaser_Change(app, 1); });
+    on(ui.Sldphaser[1], &widgets::Slider::userChanged, [&app] { Sldphaser_Change(app, 1); });
     on(ui.Chkequalizer, &QPushButton::clicked, app, &Chkequalizer_Click);
-    onEach(ui.SldEq, &QSlider::valueChanged, app, &SldEq_Change);
-    onEach(ui.vcompr, &QSlider::valueChanged, app, &vcompr_Change);
-    on(ui.Slider3[0], &QSlider::valueChanged, [&app] { Slider3_Change(app, 0); });
+    onEach(ui.SldEq, &widgets::Slider::userChanged, app, &SldEq_Change);
+    onEach(ui.vcompr, &widgets::Slider::userChanged, app, &vcompr_Change);
+    on(ui.Slider3[0], &widgets::Slider::userChanged, [&app] { Slider3_Change(app, 0); });
     on(ui.Chklow, &QCheckBox::toggled, app, &Chklow_Click);
     on(ui.Chkcmp, &QCheckBox::toggled, app, &Chkcmp_Click);
     on(ui.Veq1, &QScrollBar::valueChanged, app, &Veq1_Change);
@@ -183,11 +191,36 @@ void wireLyricTimers(App& app) {
     app.tmr.Timer1->onTick = [&app] { Timer1_Timer(app); };
     app.tmr.tmrSYLTmp3->onTick = [&app] { tmrSYLTmp3_Timer(app); };
     app.tmr.PlayTimer->onTick = [&app] { PlayTimer_Timer(app); };
+    on(app.ui.CmdKara, &QPushButton::clicked, app, &CmdKara_Click);
+    on(app.ui.frmWordsFullScreen, &widgets::WordsFullScreen::pageResized, app, &RepaintSingersScreen);
+    app.tmr.Timer4->onTick = [&app] { Timer4_Timer(app); };
+    on(app.ui.Picture3, &widgets::LyricPicture::pageLost, app, &RepaintLyricPage);
+}
+
+// The encoding menu: one entry a choice, the one kept for the song in hand ticked when it opens.
+void wireEncodingMenu(App& app) {
+    QMenu* menu = app.ui.mnuEncoding;
+    if (!menu) return;
+    auto* group = new QActionGroup(menu);
+    for (const karaoke::EncodingChoice& choice : karaoke::encodingChoices()) {
+        QAction* entry = menu->addAction(QString::fromUtf8(choice.caption));
+        entry->setCheckable(true);
+        entry->setData(QString::fromLatin1(choice.encoding));
+        group->addAction(entry);
+        const std::string encoding = choice.encoding;
+        QObject::connect(entry, &QAction::triggered,
+                         [&app, encoding] { karaoke::MnuEncoding_Click(app, encoding); });
+    }
+    QObject::connect(menu, &QMenu::aboutToShow, [&app, menu] {
+        const QString kept = QString::fromStdString(karaoke::forcedEncoding(app, app.s.FileName));
+        for (QAction* entry : menu->actions()) entry->setChecked(entry->data().toString() == kept);
+    });
 }
 
 void wireMenus(App& app) {
     auto& ui = app.ui;
     on(ui.wavp3, &QAction::triggered, app, &encoding::wavp3_Click);
+    wireEncodingMenu(app);
     QObject::connect(ui.MnuExit, &QAction::triggered, [&app] { MnuExit_Click(app); });
     QObject::connect(ui.SaveC, &QAction::triggered, [&app] {
         const std::string problem = settings::confsave(app);

@@ -21,10 +21,13 @@ void LyricPicture::setBackgroundColor(const QColor& colour) {
 
 void LyricPicture::cls() {
     image_.fill(background_);
+    blank_ = true;
     update();
+    if (companion_) companion_->cls();
 }
 
 void LyricPicture::refresh() {
+    blank_ = false;
     update();
 }
 
@@ -40,11 +43,14 @@ void LyricPicture::paintEvent(QPaintEvent* event) {
 
 void LyricPicture::resizeEvent(QResizeEvent* event) {
     const QSize size = event->size().expandedTo(QSize(1, 1));
-    if (size != image_.size()) {
-        image_ = QImage(size, QImage::Format_RGB32);
-        image_.fill(background_);
-    }
     QWidget::resizeEvent(event);
+    if (size == image_.size()) return;
+    image_ = QImage(size, QImage::Format_RGB32);
+    image_.fill(background_);
+    if (!blank_) {
+        blank_ = true;
+        emit pageLost();
+    }
 }
 
 } // namespace velvora::widgets

@@ -10,7 +10,9 @@ class QResizeEvent;
 namespace velvora::widgets {
 
 // The lyric page. The painter draws into image() and calls refresh(); the widget only shows the
-// image. The image always has the widget's size; a resize gives a new, cleared image.
+// image. The image always has the widget's size; a resize gives a new, cleared image, and when a
+// page stood in the old one the widget asks for it again (pageLost), so that the page is painted
+// anew at the new size at once.
 class LyricPicture : public QWidget {
     Q_OBJECT
   public:
@@ -31,6 +33,15 @@ class LyricPicture : public QWidget {
     void refresh();
 
     QSize sizeHint() const override;
+    // True from cls() until the next refresh(): no page stands in the image.
+    bool isBlank() const { return blank_; }
+
+    // A second surface that shows the same page (the singer's screen): it is cleared with this one.
+    void setCompanion(LyricPicture* companion) { companion_ = companion; }
+    LyricPicture* companion() const { return companion_; }
+
+  signals:
+    void pageLost();
 
   protected:
     void paintEvent(QPaintEvent* event) override;
@@ -39,6 +50,8 @@ class LyricPicture : public QWidget {
   private:
     QImage image_;
     QColor background_{0x40, 0x40, 0x40};
+    LyricPicture* companion_ = nullptr;
+    bool blank_ = true;
 };
 
 } // namespace velvora::widgets

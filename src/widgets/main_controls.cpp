@@ -1,6 +1,11 @@
 #include "widgets/main_controls.h"
 
+#include "widgets/lyricpicture.h"
+#include "widgets/words_full_screen.h"
+
+#include <QBoxLayout>
 #include <QEvent>
+#include <QGridLayout>
 #include <QMainWindow>
 
 namespace velvora::widgets {
@@ -27,6 +32,27 @@ class CaptionFollower final : public QObject {
     QWidget* caption_;
 };
 
+// Puts two buttons of a row on one spot, the place of the first: whichever of them is shown stands
+// there, so that a pair of which only one is meant to be seen never shows side by side.
+void onOneSpot(QWidget* first, QWidget* second) {
+    QWidget* parent = first->parentWidget();
+    if (!parent || !parent->layout()) return;
+    QBoxLayout* row = nullptr;
+    for (QBoxLayout* box : parent->findChildren<QBoxLayout*>())
+        if (box->indexOf(first) >= 0 && box->indexOf(second) >= 0) row = box;
+    if (!row) return;
+    const int place = row->indexOf(first);
+    row->removeWidget(first);
+    row->removeWidget(second);
+    auto* spot = new QWidget(parent);
+    spot->setObjectName(first->objectName() + "Spot");
+    auto* grid = new QGridLayout(spot);
+    grid->setContentsMargins(0, 0, 0, 0);
+    grid->addWidget(first, 0, 0);
+    grid->addWidget(second, 0, 0);
+    row->insertWidget(place, spot);
+}
+
 } // namespace
 
 MainControls::MainControls(QMainWindow* mainWindow) : window(mainWindow) {
@@ -49,6 +75,15 @@ MainControls::MainControls(QMainWindow* mainWindow) : window(mainWindow) {
         {cap5, SldMp3_0},  {cap6, SldMp3_1},  {cap7, HscrollTempo}, {cap8, Hstempo},
         {cap15, SldTempo}, {cap16, Vscroll1}, {cap18, Sldvol},      {cap19, SldVolume}};
     for (const auto& [caption, control] : captions) new CaptionFollower(caption, control);
+    // A slider drawn upside down moves up with the wheel turned up and with the Up key.
+    for (Slider* slider : window->findChildren<Slider*>())
+        slider->setInvertedControls(slider->invertedAppearance());
+    Sldposition->setSeekBar(true);
+    onOneSpot(Cmd_play, CmdPlw);
+    onOneSpot(Cmd_Stop, CmdStw);
+    // The singer's screen belongs to the main window and goes with it; it starts hidden.
+    frmWordsFullScreen = new WordsFullScreen(window);
+    Picture3->setCompanion(frmWordsFullScreen->page());
 }
 
 } // namespace velvora::widgets

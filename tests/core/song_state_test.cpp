@@ -29,6 +29,19 @@ TEST(SongStates, EveryStateOffersItsWayOn) {
         EXPECT_EQ(buttonsOf(s).CmdPause, Flag::Off) << nameOf(s);
 }
 
+// Of each pair on one spot exactly one is shown by every state that says so, and it is the pair
+// of the state's song kind.
+TEST(SongStates, EachStateShowsOneButtonOfEachPair) {
+    for (SongState s : kSongStates) {
+        const StateButtons b = buttonsOf(s);
+        if (s == SongState::Empty) continue; // keeps the pair of the song before
+        EXPECT_NE(b.Cmd_playShown, b.CmdPlwShown) << nameOf(s);
+        EXPECT_NE(b.Cmd_StopShown, b.CmdStwShown) << nameOf(s);
+        EXPECT_EQ(b.Cmd_playShown, b.Cmd_StopShown) << nameOf(s) << ": both pairs of one kind";
+        EXPECT_NE(b.Cmd_playShown, Flag::Keep) << nameOf(s);
+    }
+}
+
 class SongStateWindow : public AppFixture {};
 
 // What showSongState puts is what seenButtons reads back, flag by flag, for every state, from all
@@ -53,7 +66,9 @@ TEST_F(SongStateWindow, EachStatePutsExactlyItsFlags) {
                         kept(want.CmdPlw, seen.CmdPlw, before.CmdPlw) &&
                         kept(want.CmdPlwShown, seen.CmdPlwShown, before.CmdPlwShown) &&
                         kept(want.Cmd_Stop, seen.Cmd_Stop, before.Cmd_Stop) &&
+                        kept(want.Cmd_StopShown, seen.Cmd_StopShown, before.Cmd_StopShown) &&
                         kept(want.CmdStw, seen.CmdStw, before.CmdStw) &&
+                        kept(want.CmdStwShown, seen.CmdStwShown, before.CmdStwShown) &&
                         kept(want.CmdPause, seen.CmdPause, before.CmdPause) &&
                         kept(want.CmdCarica, seen.CmdCarica, before.CmdCarica))
                 << nameOf(s) << " touched a flag it keeps: " << describe(seen);

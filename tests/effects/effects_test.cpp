@@ -4,6 +4,7 @@
 #include "engine/testing.h"
 #include "support/app_fixture.h"
 #include "support/song_files.h"
+#include "support/user_input.h"
 #include "transport/song_open.h"
 #include "transport/transport.h"
 
@@ -77,7 +78,7 @@ TEST_F(EffectsTest, ReverbMixFollowsTheSliderAndOffParksItAtTheTop) {
     EXPECT_EQ(caption(ui.LblRev), "On");
     BASS_DX8_REVERB r{};
     for (int level : {3, 0, 10}) {
-        ui.Sldrev->setValue(level);
+        testing::userSets(ui.Sldrev, level);
         ASSERT_TRUE(BASS_FXGetParameters(app->s.effects.fxReverb, &r));
         EXPECT_FLOAT_EQ(r.fReverbMix, effects::reverbMix(static_cast<std::int16_t>(level)));
         EXPECT_EQ(app->s.effects.reverbLevel, level);
@@ -104,11 +105,11 @@ TEST_F(EffectsTest, EqualiserBandsTakeTheSliderNegatedAndResetSavesSevenZeroes) 
     EXPECT_TRUE(shown(ui.PicEq));
     EXPECT_FLOAT_EQ(band(0).fGain, -4.0f);
     EXPECT_FLOAT_EQ(band(0).fCenter, 80.0f);
-    ui.SldEq[3]->setValue(-10);
+    testing::userSets(ui.SldEq[3], -10);
     EXPECT_FLOAT_EQ(band(3).fGain, 10.0f);
     EXPECT_FLOAT_EQ(band(3).fCenter, 4000.0f);
     EXPECT_FLOAT_EQ(band(3).fBandwidth, 2.5f);
-    ui.SldEq[3]->setValue(10);
+    testing::userSets(ui.SldEq[3], 10);
     EXPECT_FLOAT_EQ(band(3).fGain, -10.0f);
     app->hooks.SldEq_Change(3);
     EXPECT_FLOAT_EQ(band(3).fGain, -10.0f);
@@ -145,7 +146,7 @@ TEST_F(EffectsTest, CompressorWritesAttackAndGainOnlyAndGainStacksOnTheSecondStr
     ASSERT_TRUE(BASS_FXGetParameters(app->s.effects.fxCompressor, &c));
     EXPECT_FLOAT_EQ(c.fAttack, 10.0f);
     EXPECT_FLOAT_EQ(c.fGain, 2.0f);
-    ui.Sldphaser[1]->setValue(6);
+    testing::userSets(ui.Sldphaser[1], 6);
     ASSERT_TRUE(BASS_FXGetParameters(app->s.effects.fxCompressor, &c));
     EXPECT_FLOAT_EQ(c.fGain, 6.0f);
     EXPECT_FLOAT_EQ(c.fAttack, 10.0f);
@@ -155,14 +156,14 @@ TEST_F(EffectsTest, CompressorWritesAttackAndGainOnlyAndGainStacksOnTheSecondStr
 
     app->s.chan2 = decoder();
     BASS_BFX_VOLUME v{};
-    ui.vcompr[1]->setValue(9);
+    testing::userSets(ui.vcompr[1], 9);
     const DWORD first = app->s.effects.fxGain;
     ASSERT_TRUE(BASS_FXGetParameters(first, &v));
     EXPECT_FLOAT_EQ(v.fVolume, 1.0f);
-    ui.vcompr[0]->setValue(3); // fires the same routine, reads vcompr(1)
+    testing::userSets(ui.vcompr[0], 3); // fires the same routine, reads vcompr(1)
     EXPECT_NE(app->s.effects.fxGain, first);
     EXPECT_TRUE(BASS_FXGetParameters(first, &v)) << "the earlier effect stays";
-    ui.vcompr[1]->setValue(10);
+    testing::userSets(ui.vcompr[1], 10);
     ASSERT_TRUE(BASS_FXGetParameters(app->s.effects.fxGain, &v));
     EXPECT_FLOAT_EQ(v.fVolume, 0.0f);
 }

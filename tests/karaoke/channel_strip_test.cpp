@@ -6,6 +6,7 @@
 #include "support/midi_writer.h"
 #include "support/signal.h"
 #include "support/song_files.h"
+#include "support/user_input.h"
 #include "transport/song_open.h"
 #include "transport/transport.h"
 
@@ -48,7 +49,7 @@ TEST_F(ChannelStripTest, OnAPackageTheFirstBoxesMuteAndRestoreTheirTracks) {
 
     // The slider is an attenuator on a track: 0 is full level, 127 silence.
     ui.Slider2[0]->setEnabled(true);
-    ui.Slider2[0]->setValue(27);
+    testing::userSets(ui.Slider2[0], 27);
     BASS_ChannelGetAttribute(app->s.stems[0], BASS_ATTRIB_VOL, &volume);
     EXPECT_NEAR(volume, 100.0f / 127.0f, 1e-6);
 }

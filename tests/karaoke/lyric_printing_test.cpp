@@ -41,11 +41,6 @@ std::vector<std::string> nonEmptyLines(const std::string& text) {
 
 class LyricPrinting : public AppFixture {
   protected:
-    // Opening a song makes the program folder current; it goes with the test.
-    void TearDown() override {
-        fs::current_path(fs::temp_directory_path());
-        AppFixture::TearDown();
-    }
     void song(const std::string& name, const std::vector<std::string>& lines) {
         app->s.FileName = (folder.path() / name).string();
         app->s.songTitle = name.substr(0, name.size() - 4);

@@ -359,12 +359,14 @@ TEST_F(ScannerTest, FileTempIsTheProgramSweep) {
     EXPECT_EQ(written, bytes);
 }
 
+// With no program folder nothing is written, not even into the current folder.
 TEST_F(ScannerTest, FileTempNeedsTheProgramFolder) {
-    const auto here = std::filesystem::current_path() / "filetemp.tmp";
-    ASSERT_FALSE(std::filesystem::exists(here));
+    const auto empty = folder.path() / "elsewhere";
+    std::filesystem::create_directories(empty);
+    process.setCurrentFolder(empty.string()); // put back by the process stand-in when it goes
     app->appFolder.clear();
     CreateFileTemp(*app);
-    EXPECT_FALSE(std::filesystem::exists(here));
+    EXPECT_TRUE(std::filesystem::is_empty(empty));
 }
 
 TEST_F(ScannerTest, WidestLineIndex) {

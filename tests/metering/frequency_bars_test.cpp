@@ -78,6 +78,22 @@ TEST_F(SpectrumOnScreen, APlayingToneShowsBarsInBothPictures) {
     for (int y = 0; y < H; ++y)
         for (int x = 0; x < W; ++x) lit += first.pixelIndex(x, y) != 0;
     EXPECT_GT(lit, 100);
+    // The bars rise from the bottom: each lit column is lit from the bottom row up, without a gap.
+    int bars = 0;
+    for (int x = 0; x < W; ++x) {
+        int top = H, count = 0;
+        for (int y = 0; y < H; ++y)
+            if (first.pixelIndex(x, y) != 0) {
+                top = std::min(top, y);
+                ++count;
+            }
+        if (count == 0) continue;
+        ++bars;
+        EXPECT_NE(first.pixelIndex(x, H - 1), 0) << "column " << x << " stands on the bottom";
+        EXPECT_EQ(count, H - top) << "column " << x;
+        EXPECT_GT(top, 0) << "a tone at a moderate level does not fill a bar to the top";
+    }
+    EXPECT_GT(bars, 0);
     EXPECT_EQ(first, app->ui.Picture5->image());
     transport::CmdStw_Click(*app);
     metering::UpdateSpectrum(*app); // a freed channel gives no data: black

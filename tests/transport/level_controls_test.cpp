@@ -6,6 +6,7 @@
 #include "support/midi_writer.h"
 #include "support/signal.h"
 #include "support/song_files.h"
+#include "support/user_input.h"
 #include "transport/level_controls.h"
 #include "transport/playlist.h"
 #include "transport/position_timers.h"
@@ -47,7 +48,7 @@ TEST_F(LevelControlsTest, TempoAtTwentyHalvesTheSpeedAndSaysMinusFiftyPercent) {
     const double normal = static_cast<double>(tick() - before);
     EXPECT_NEAR(normal, 2 * 192, 20) << "96 ticks a beat at 120 bpm";
 
-    app->ui.SldTempo->setValue(20);
+    testing::userSets(app->ui.SldTempo, 20);
     EXPECT_FLOAT_EQ(app->s.temposcale, 2.0f);
     EXPECT_EQ(caption(app->ui.LblTempo), "-50%");
     EXPECT_TRUE(app->s.levelsTouched);
@@ -56,7 +57,7 @@ TEST_F(LevelControlsTest, TempoAtTwentyHalvesTheSpeedAndSaysMinusFiftyPercent) {
     clock.advance(2000);
     EXPECT_NEAR(static_cast<double>(tick() - before) / normal, 0.5, 0.05);
 
-    app->ui.SldTempo->setValue(0);
+    testing::userSets(app->ui.SldTempo, 0);
     EXPECT_EQ(caption(app->ui.LblTempo), "50%");
     EXPECT_NEAR(app->s.temposcale, 2.0f / 3.0f, 1e-6);
     app->ui.LblTempo->clicked();
@@ -74,7 +75,7 @@ TEST_F(LevelControlsTest, KeyUpThreeTransposesTheMelodyDownThreeAndSaysMinusThre
     const fs::path path = folder.path() / "a4.mid";
     miditest::writeFile(path, miditest::smf(0, 96, {t}));
     openSong(path);
-    app->ui.Vscroll1->setValue(3);
+    testing::userSets(app->ui.Vscroll1, 3);
     EXPECT_EQ(caption(app->ui.LblPitch), "-3");
     engine::testing::keepHeard(true);
     engine::testing::clearHeard();
@@ -94,7 +95,7 @@ TEST_F(LevelControlsTest, KeyUpThreeTransposesTheMelodyDownThreeAndSaysMinusThre
 TEST_F(LevelControlsTest, TheBarFollowsTheSongAndShowsItsBeat) {
     start();
     openSong(longKar());
-    app->ui.SldTempo->setValue(20);
+    testing::userSets(app->ui.SldTempo, 20);
     Cmd_play_Click(*app);
     clock.advance(2600);
     // At a scale of 2.0 and the file's 500000 µs a beat, 60 beats a minute.
@@ -112,10 +113,10 @@ TEST_F(LevelControlsTest, AudioTempoAndToneStretchTheShownLength) {
     openSong(wav);
     CmdPlw_Click(*app);
     EXPECT_EQ(caption(app->ui.lblTime), "0:13");
-    app->ui.SldMp3[1]->setValue(30);
+    testing::userSets(app->ui.SldMp3[1], 30);
     EXPECT_EQ(caption(app->ui.Lbltmp), "30%");
     EXPECT_EQ(caption(app->ui.lblTime), "0:10") << "13 s at 1.3 times the speed";
-    app->ui.SldMp3[0]->setValue(-2);
+    testing::userSets(app->ui.SldMp3[0], -2);
     EXPECT_EQ(caption(app->ui.LblTone), "-2");
     float pitch = 0;
     ASSERT_TRUE(BASS_ChannelGetAttribute(app->s.chan, BASS_ATTRIB_TEMPO_PITCH, &pitch));
@@ -123,7 +124,7 @@ TEST_F(LevelControlsTest, AudioTempoAndToneStretchTheShownLength) {
     app->ui.Lbltmp->clicked();
     EXPECT_EQ(app->ui.SldMp3[1]->value(), 0);
     EXPECT_EQ(caption(app->ui.lblTime), "0:13");
-    app->ui.SldVolume->setValue(75);
+    testing::userSets(app->ui.SldVolume, 75);
     float volume = 0;
     BASS_ChannelGetAttribute(app->s.chan, BASS_ATTRIB_VOL, &volume);
     EXPECT_FLOAT_EQ(volume, 0.25f);
@@ -140,7 +141,7 @@ TEST_F(LevelControlsTest, PackageTempoShowsItsPercentAndAShorterTime) {
     app->s.stemCount = 1;
     ASSERT_NE(app->s.stems[0], 0u);
 
-    app->ui.Hstempo->setValue(20);
+    testing::userSets(app->ui.Hstempo, 20);
     EXPECT_EQ(caption(app->ui.LbltKTM), "20%");
     EXPECT_EQ(caption(app->ui.lblTime), "0:08");
     float tempo = 0;
@@ -153,7 +154,7 @@ TEST_F(LevelControlsTest, PackageTempoShowsItsPercentAndAShorterTime) {
     // The tone label's click shows 0 whether or not the tone had been moved.
     app->ui.LblToneM->clicked();
     EXPECT_EQ(caption(app->ui.LblToneM), "0");
-    app->ui.HscrollTempo->setValue(3);
+    testing::userSets(app->ui.HscrollTempo, 3);
     EXPECT_EQ(caption(app->ui.LblToneM), "3");
     app->ui.LblToneM->clicked();
     EXPECT_EQ(caption(app->ui.LblToneM), "0");
@@ -167,12 +168,12 @@ TEST_F(LevelControlsTest, PackageTempoShowsItsPercentAndAShorterTime) {
 
 TEST_F(LevelControlsTest, MasterLevelFollowsItsSliderOnEveryPass) {
     start();
-    app->ui.Slider1->setValue(8);
+    testing::userSets(app->ui.Slider1, 8);
     EXPECT_FLOAT_EQ(BASS_GetVolume(), 0.2f);
     BASS_SetVolume(1.0f);
     tmrMidiTest_Timer(*app);
     EXPECT_FLOAT_EQ(BASS_GetVolume(), 0.2f);
-    app->ui.Sldvol->setValue(3);
+    testing::userSets(app->ui.Sldvol, 3);
     EXPECT_FLOAT_EQ(BASS_MIDI_FontGetVolume(app->s.font), 0.7f);
     EXPECT_EQ(app->ui.TextR->text().toStdString(), "7");
 }

@@ -56,6 +56,8 @@ class Engine final : public Host {
     void setDefaultFonts(std::vector<BASS_MIDI_FONT> fonts);
     // Frees every channel (BASS_Free).
     void freeAllChannels();
+    // How many channels have a handle now: made and not yet freed.
+    std::size_t liveChannelCount() const { return channels_.all().size(); }
 
     CaptureHub& captures() { return captures_; }
 

@@ -44,6 +44,10 @@ OutputHealth outputHealth() {
     return Engine::instance().output().health();
 }
 
+std::size_t liveChannels() {
+    return Engine::instance().liveChannelCount();
+}
+
 std::string outputName() {
     return Engine::instance().output().name();
 }

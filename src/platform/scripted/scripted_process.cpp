@@ -5,6 +5,16 @@
 
 namespace platform {
 
+ScriptedProcess::ScriptedProcess(std::string appFolder) : appFolder_(std::move(appFolder)) {
+    std::error_code ec;
+    startFolder_ = std::filesystem::current_path(ec).string();
+}
+
+ScriptedProcess::~ScriptedProcess() {
+    std::error_code ec;
+    if (!startFolder_.empty()) std::filesystem::current_path(startFolder_, ec);
+}
+
 bool ScriptedProcess::startProgram(const std::string& program, const std::vector<std::string>& args) {
     started_.push_back({program, args});
     return true;

@@ -1,5 +1,7 @@
 // A process stand-in for tests: records ending and started programs, keeps its folders in a
-// test's own directory.
+// test's own directory. The current folder is the whole test program's: the one found when the
+// stand-in was made is current again when it goes, so that tests run one after another in one
+// process do not inherit each other's.
 #pragma once
 
 #include "platform/process.h"
@@ -11,7 +13,10 @@ namespace platform {
 
 class ScriptedProcess final : public Process {
   public:
-    explicit ScriptedProcess(std::string appFolder) : appFolder_(std::move(appFolder)) {}
+    explicit ScriptedProcess(std::string appFolder);
+    ~ScriptedProcess() override;
+    ScriptedProcess(const ScriptedProcess&) = delete;
+    ScriptedProcess& operator=(const ScriptedProcess&) = delete;
 
     void end() override { ended_ = true; }
     bool ended() const override { return ended_; }
@@ -40,6 +45,7 @@ class ScriptedProcess final : public Process {
     std::string appFolder_;
     std::string programFolder_;
     std::string dataFolder_;
+    std::string startFolder_;
     bool ended_ = false;
     std::vector<Started> started_;
 };
