@@ -9,6 +9,10 @@ namespace velvora::transport {
 void CmdCarica_Click(App& app);
 void MnuOpenSong_Click(App& app);
 void Plmenu_Click(App& app);
+// The explorer's "play next": `fileName` becomes the song in hand and is opened the way
+// Plmenu_Click re-opens it. While a song plays it shows "PREMI STOP", changes nothing and returns
+// false, as the Play button of the other kind does.
+bool OpenQueued(App& app, const std::string& fileName);
 
 // "m:ss" of whole seconds, as the time labels show it.
 std::string minutesSeconds(long long seconds);
