@@ -1,6 +1,7 @@
 // Velvora: a karaoke player and multitrack recorder.
 #include "core/startup.h"
 #include "engine/api.h"
+#include "explorer/explorer_window.h"
 #include "platform/qt/qt_services.h"
 #include "ui/main_window.h"
 
@@ -22,6 +23,8 @@ int main(int argc, char** argv) {
     if (!velvora::Form_Initialize(app)) return 1;
     velvora::Form_Load(app);
     if (process.ended()) return 1;
+    // The kept queue's first entry shows in the main window from the start.
+    window.explorer().ensureLoaded();
     window.show();
     const int status = QApplication::exec();
     // Whichever way the program ended, the devices are let go before the process goes.

@@ -19,8 +19,8 @@ struct Hooks {
     std::function<void(int band)> SldEq_Change;
     // Closes every window of the program but the main one (ui), at exit.
     std::function<void()> unloadOtherWindows;
-    // The explorer window, which the playlist button shows and hides. The program has no such
-    // window: both stay empty and do nothing.
+    // The explorer window (explorer/), which the playlist button shows and hides. Empty, they do
+    // nothing.
     std::function<void()> showExplorer;
     std::function<void()> hideExplorer;
 };

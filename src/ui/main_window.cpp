@@ -1,6 +1,7 @@
 #include "ui/main_window.h"
 
 #include "core/startup.h"
+#include "explorer/explorer_window.h"
 #include "ui/wiring.h"
 #include "widgets/main_controls.h"
 
@@ -15,8 +16,9 @@ namespace velvora::ui {
 
 MainWindow::MainWindow(platform::Services& services)
     : controls_(std::make_unique<widgets::MainControls>(this)),
-      app_(std::make_unique<App>(*controls_, services)) {
-    wire(*app_);
+      app_(std::make_unique<App>(*controls_, services)),
+      explorer_(std::make_unique<explorer::ExplorerWindow>(*app_)) {
+    wire(*app_, *explorer_);
     qApp->installEventFilter(this);
 }
 

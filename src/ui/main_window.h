@@ -6,6 +6,10 @@
 #include <QMainWindow>
 #include <memory>
 
+namespace velvora::explorer {
+class ExplorerWindow;
+}
+
 namespace velvora::ui {
 
 class MainWindow final : public QMainWindow {
@@ -14,6 +18,7 @@ class MainWindow final : public QMainWindow {
     ~MainWindow() override;
 
     App& app() { return *app_; }
+    explorer::ExplorerWindow& explorer() { return *explorer_; }
 
   protected:
     void closeEvent(QCloseEvent* event) override;
@@ -23,6 +28,7 @@ class MainWindow final : public QMainWindow {
   private:
     std::unique_ptr<widgets::MainControls> controls_;
     std::unique_ptr<App> app_;
+    std::unique_ptr<explorer::ExplorerWindow> explorer_;
 };
 
 } // namespace velvora::ui

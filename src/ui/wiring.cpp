@@ -2,6 +2,7 @@
 
 #include "core/startup.h"
 #include "effects/effects.h"
+#include "explorer/explorer_window.h"
 #include "karaoke/channel_strip.h"
 #include "karaoke/lyric_timing.h"
 #include "karaoke/painter_setup.h"
@@ -28,15 +29,16 @@ namespace velvora::ui {
 
 namespace {
 
-// The calls that go up from the core. The explorer hooks stay empty: the program has no explorer
-// window; the pending hooks wait for their subsystems.
-void wireHooks(App& app) {
+// The calls that go up from the core; the pending hooks wait for their subsystems.
+void wireHooks(App& app, explorer::ExplorerWindow& explorer) {
     Hooks& h = app.hooks;
     h.confload = [&app] { settings::confload(app); };
     h.lyricSurfaceInit = [&app] { karaoke::SetupLyricSurface(app); };
     h.painterFontStage = [&app] { karaoke::PainterFontStage(app, 1); };
     h.spectrumInit = [&app] { metering::InitSpectrum(app); };
     h.SldEq_Change = [&app](int band) { effects::SldEq_Change(app, band); };
+    h.showExplorer = [&explorer] { explorer.showExplorer(); };
+    h.hideExplorer = [&explorer] { explorer.hideExplorer(); };
     h.unloadOtherWindows = [&app] {
         for (QWidget* w : QApplication::topLevelWidgets())
             if (w != app.ui.window && w->isVisible()) w->close();
@@ -135,8 +137,8 @@ void wireMenus(App& app) {
 
 } // namespace
 
-void wire(App& app) {
-    wireHooks(app);
+void wire(App& app, explorer::ExplorerWindow& explorer) {
+    wireHooks(app, explorer);
     wireMenus(app);
     wireTransport(app);
     wireLyricTimers(app);

@@ -5,8 +5,12 @@
 
 #include "core/app.h"
 
+namespace velvora::explorer {
+class ExplorerWindow;
+}
+
 namespace velvora::ui {
 
-void wire(App& app);
+void wire(App& app, explorer::ExplorerWindow& explorer);
 
 } // namespace velvora::ui
