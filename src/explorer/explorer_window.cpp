@@ -181,11 +181,10 @@ void ExplorerWindow::build() {
 }
 
 void ExplorerWindow::showExplorer() {
-    const bool first = !loaded_;
     ensureLoaded();
     show();
     raise();
-    if (first && !folders_.empty()) rescan();
+    if (!scanned_ && !folders_.empty()) rescan();
 }
 
 void ExplorerWindow::hideExplorer() {
@@ -259,6 +258,7 @@ void ExplorerWindow::rescan() {
     std::vector<std::string> known;
     known.reserve(model_.songs().size());
     for (const SongRecord& s : model_.songs()) known.push_back(s.path);
+    scanned_ = true;
     problems_.clear();
     problemBox_->clear();
     problemBox_->hide();

@@ -96,6 +96,8 @@ class ExplorerWindow final : public QWidget {
     // What the load of the kept files found; a new scan keeps these and drops the last scan's.
     std::vector<std::string> loadProblems_;
     bool loaded_ = false;
+    // A scan has started in this run: the first show looks at the folders once.
+    bool scanned_ = false;
     int scanTotal_ = 0;
 
     QListWidget* folderList_ = nullptr;

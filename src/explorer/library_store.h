@@ -61,7 +61,19 @@ class LibraryStore {
     bool queueWritable_ = true;
 };
 
-// Field escaping of the files, exposed for tests.
+// The files' texts, apart from the files. A parse fills what it can read and counts the lines it
+// could not; a text whose first line is not the file's own, or is of a newer version, gives
+// nothing.
+enum class StoreHeader { Good, Newer, Damaged };
+struct ParseResult {
+    StoreHeader header = StoreHeader::Good;
+    int badLines = 0;
+};
+ParseResult parseLibrary(const std::string& text, Library& out);
+ParseResult parseQueue(const std::string& text, std::vector<QueueEntry>& out);
+std::string formatLibrary(const Library& library);
+std::string formatQueue(const std::vector<QueueEntry>& queue);
+
 std::string escapeField(const std::string& field);
 std::string unescapeField(const std::string& field, bool& ok);
 

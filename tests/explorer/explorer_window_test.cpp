@@ -179,15 +179,21 @@ TEST_F(ExplorerTest, TheQueueIsReorderedAndTrimmedAndSurvivesARestart) {
     key(list, Qt::Key_Delete);
     EXPECT_THAT(queuedTitles(), ElementsAre("Blue Moon", "Tone"));
 
-    // The next run: a new explorer over the same program folder.
+    // The next run: a new explorer over the same program folder, loaded at start and shown.
     ExplorerWindow again(*app);
     again.ensureLoaded();
+    fs::remove(songs() / "Blue Moon.mid");
+    again.showExplorer();
+    again.waitForScan();
+    ASSERT_NE(again.model().find((songs() / "Blue Moon.mid").string()), nullptr);
+    EXPECT_TRUE(again.model().find((songs() / "Blue Moon.mid").string())->missing)
+        << "the first show looks at the folders again";
     ASSERT_EQ(again.queue().size(), 2u);
     EXPECT_EQ(again.queue()[0].title, "Blue Moon");
     EXPECT_EQ(again.queue()[0].singer, "Giulia \xc3\xa8");
     EXPECT_EQ(again.queue()[1].path, (songs() / "Tone.wav").string());
     EXPECT_EQ(again.folders(), std::vector<std::string>{songs().string()});
-    EXPECT_EQ(again.model().songs().size(), 4u) << "the library too, before any scan";
+    EXPECT_EQ(again.model().songs().size(), 4u) << "the library too";
     EXPECT_EQ(caption(app->ui.LblPrenota), "Next: Blue Moon (Giulia \xc3\xa8)");
 }
 
