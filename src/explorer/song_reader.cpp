@@ -121,19 +121,28 @@ void readMidi(SongRecord& r) {
     r.seconds = lengthSeconds(r.path, true);
 }
 
+// A tag's text for one line of the list: control characters (the zero bytes of a UTF-16 text
+// read byte by byte among them) dropped, the ends trimmed.
+std::string tagText(std::string text) {
+    text.erase(
+        std::remove_if(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20; }),
+        text.end());
+    return vb::Trim(text);
+}
+
 void readMp3(SongRecord& r) {
     tags::mMP3 end;
     end.ReadEndTags(r.path);
-    if (!end.info.Title.empty()) r.title = vb::Trim(end.info.Title);
-    r.artist = vb::Trim(end.info.Artist);
+    if (!tagText(end.info.Title).empty()) r.title = tagText(end.info.Title);
+    r.artist = tagText(end.info.Artist);
 
     std::string problem;
     ScanThreadClock clock;
     ScanThreadDialogs dialogs(problem);
     tags::modID3V230Reader head(dialogs, clock);
     head.ReadID3v23(r.path, true, false);
-    if (!vb::Trim(head.id3Title).empty()) r.title = vb::Trim(head.id3Title);
-    if (!vb::Trim(head.id3Artist).empty()) r.artist = vb::Trim(head.id3Artist);
+    if (!tagText(head.id3Title).empty()) r.title = tagText(head.id3Title);
+    if (!tagText(head.id3Artist).empty()) r.artist = tagText(head.id3Artist);
     if (!problem.empty()) r.problem = problem;
 
     r.seconds = lengthSeconds(r.path, false);

@@ -96,7 +96,13 @@ TEST_F(ExplorerTest, RealFilesOfOthersAreAllListedOddOnesWithWhatWentWrong) {
     std::size_t songs = 0, withProblem = 0;
     for (const auto& e : fs::recursive_directory_iterator(real))
         if (e.is_regular_file() && !explorer::songKind(e.path().string()).empty()) ++songs;
-    for (const SongRecord& s : explorer().model().songs()) withProblem += !s.problem.empty();
+    for (const SongRecord& s : explorer().model().songs()) {
+        withProblem += !s.problem.empty();
+        EXPECT_EQ(std::count_if(s.title.begin(), s.title.end(),
+                                [](char c) { return static_cast<unsigned char>(c) < 0x20; }),
+                  0)
+            << "a title is one clean line: " << s.path;
+    }
     EXPECT_EQ(explorer().model().songs().size(), songs) << "every song file is listed, readable or not";
     EXPECT_GT(withProblem, 0u) << "the broken headers among them say so";
     const SongRecord* twinkle =
