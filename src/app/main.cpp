@@ -1,6 +1,7 @@
 // Velvora: a karaoke player and multitrack recorder.
 #include "core/startup.h"
 #include "engine/api.h"
+#include "explorer/explorer_window.h"
 #include "platform/qt/qt_printer.h"
 #include "platform/qt/qt_services.h"
 #include "transport/song_argument.h"
@@ -31,6 +32,8 @@ int main(int argc, char** argv) {
     if (!velvora::Form_Initialize(app)) return 1;
     velvora::Form_Load(app);
     if (process.ended()) return 1;
+    // The kept queue's first entry shows in the main window from the start.
+    window.explorer().ensureLoaded();
     window.show();
     velvora::transport::openSongArgument(app, song);
     const int status = QApplication::exec();

@@ -26,8 +26,8 @@ struct Hooks {
     // (encoding). False when the encoder raised an error, which the window has shown; the maker
     // did not open. Called by the transport's Stop buttons and by the recorder.
     std::function<bool()> Mp3Enc;
-    // The explorer window, which the playlist button shows and hides. The program has no such
-    // window: both stay empty and do nothing.
+    // The explorer window (explorer/), which the playlist button shows and hides. Empty, they do
+    // nothing.
     std::function<void()> showExplorer;
     std::function<void()> hideExplorer;
     // Stops a running take's capture and frees its block (recording), at exit.

@@ -48,6 +48,9 @@ class Dialogs {
     // No value when cancelled.
     virtual std::optional<std::string> openFile(const FileDialogRequest& request) = 0;
     virtual std::optional<std::string> saveFile(const FileDialogRequest& request) = 0;
+    // A folder to open: request.title and request.initialFolder count. The name comes back in the
+    // file system's bytes. No value when cancelled.
+    virtual std::optional<std::string> chooseFolder(const FileDialogRequest& request) = 0;
 };
 
 } // namespace platform

@@ -20,7 +20,15 @@ namespace velvora::transport {
 
 namespace {
 
-enum class Road { Load, Menu, Reopen };
+// Queued re-opens as Reopen does, with the song in hand replaced by the explorer's queued one; it
+// has no entry guard, and since the song before may be of another kind, it lays the controls out
+// for the kind and shows the whole ready state, as Load does.
+enum class Road { Load, Menu, Reopen, Queued };
+
+// The roads that keep the song in hand instead of asking for a file.
+bool reopens(Road road) {
+    return road == Road::Reopen || road == Road::Queued;
+}
 
 const char* const kLoadFilter = "Files (mid/midi/kar/mp3/NVK/wav)|*.mid;*.midi;*.kar;*.mp3;*.NVK;*.wav";
 const char* const kMenuFilter = "MIDI files (mid/midi/kar/mp3/wav)|*.mid;*.midi;*.kar;*.mp3;*.wav";
@@ -66,7 +74,7 @@ void openMidi(App& app, Road road) {
     setEnabled(ui.Slider2[3], false);
     setEnabled(ui.SldMidi, false);
     ui.SldMidi->setValue(0);
-    if (road == Road::Load) {
+    if (road == Road::Load || road == Road::Queued) {
         LayoutMidi(app);
         setShown(ui.Hstempo, false);
         setShown(ui.SldTempo, true);
@@ -88,7 +96,7 @@ void open(App& app, Road road, const std::string* given = nullptr) {
         return;
     }
     if (road == Road::Load) setEnabled(ui.MnuOpenSong, false);
-    if (road != Road::Reopen) setEnabled(ui.CmdCarica, false);
+    if (!reopens(road)) setEnabled(ui.CmdCarica, false);
     if (road == Road::Load) setCaption(ui.LblPrenota, "");
     if (road != Road::Menu) settings::visionLoad(app);
     if (road == Road::Load) s.levelsTouched = false;
@@ -110,8 +118,8 @@ void open(App& app, Road road, const std::string* given = nullptr) {
     s.playStarted = false;
     s.songStartedMark = false;
     s.songFresh = true;
-    if (road != Road::Reopen) s.FileName.clear();
-    if (road != Road::Reopen) settings::visionLoad(app); // the menu road's one, at each open
+    if (!reopens(road)) s.FileName.clear();
+    if (!reopens(road)) settings::visionLoad(app); // the menu road's one, at each open
     setEnabled(ui.Cmd_play, false);
 
     // From here a failing step is passed over and the next one runs.
@@ -126,7 +134,7 @@ void open(App& app, Road road, const std::string* given = nullptr) {
     ui.Vscroll1->setValue(0);
     if (road == Road::Load) s.packageFile.clear();
 
-    if (road != Road::Reopen) {
+    if (!reopens(road)) {
         s.FileName.clear();
         platform::FileDialogRequest request;
         request.title = road == Road::Load ? "Load File" : "Load Midifile";
@@ -189,6 +197,17 @@ void Plmenu_Click(App& app) {
 }
 void openChosenSong(App& app, const std::string& path) {
     open(app, Road::Load, &path);
+}
+
+bool OpenQueued(App& app, const std::string& fileName) {
+    Session& s = app.s;
+    if (s.midiActive || app.ui.CmdStw->isEnabled()) {
+        app.sys.dialogs.msgBox("PREMI STOP", platform::vbQuestion, "Velvora");
+        return false;
+    }
+    s.FileName = fileName;
+    open(app, Road::Queued);
+    return true;
 }
 
 } // namespace velvora::transport

@@ -11,6 +11,10 @@ void MnuOpenSong_Click(App& app);
 void Plmenu_Click(App& app);
 // The Load button's road with `path` as the file chosen in its dialog, which is not shown.
 void openChosenSong(App& app, const std::string& path);
+// The explorer's "play next": `fileName` becomes the song in hand and is opened the way
+// Plmenu_Click re-opens it. While a song plays it shows "PREMI STOP", changes nothing and returns
+// false, as the Play button of the other kind does.
+bool OpenQueued(App& app, const std::string& fileName);
 
 // "m:ss" of whole seconds, as the time labels show it.
 std::string minutesSeconds(long long seconds);

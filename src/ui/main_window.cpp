@@ -2,6 +2,7 @@
 
 #include "core/startup.h"
 #include "ui/live_spec_window.h"
+#include "explorer/explorer_window.h"
 #include "ui/wiring.h"
 #include "widgets/main_controls.h"
 
@@ -17,8 +18,9 @@ namespace velvora::ui {
 
 MainWindow::MainWindow(platform::Services& services)
     : controls_(std::make_unique<widgets::MainControls>(this)),
-      app_(std::make_unique<App>(*controls_, services)) {
-    wire(*app_, parts_);
+      app_(std::make_unique<App>(*controls_, services)),
+      explorer_(std::make_unique<explorer::ExplorerWindow>(*app_)) {
+    wire(*app_, parts_, *explorer_);
     app_->hooks.showLiveSpec = [this] { liveSpec().show(); };
     QObject::connect(controls_->CmdMicro, &QPushButton::clicked, [this] { liveSpec().show(); });
     qApp->installEventFilter(this);

@@ -7,6 +7,10 @@
 #include <QMainWindow>
 #include <memory>
 
+namespace velvora::explorer {
+class ExplorerWindow;
+}
+
 namespace velvora::ui {
 
 class LiveSpecWindow;
@@ -20,6 +24,7 @@ class MainWindow final : public QMainWindow {
     WindowParts& parts() { return parts_; }
     // The live input level window, made on first use.
     LiveSpecWindow& liveSpec();
+    explorer::ExplorerWindow& explorer() { return *explorer_; }
 
   protected:
     void closeEvent(QCloseEvent* event) override;
@@ -32,6 +37,7 @@ class MainWindow final : public QMainWindow {
     WindowParts parts_;
     std::unique_ptr<App> app_;
     std::unique_ptr<LiveSpecWindow> liveSpec_; // goes before the session it works on
+    std::unique_ptr<explorer::ExplorerWindow> explorer_;
 };
 
 } // namespace velvora::ui

@@ -6,6 +6,7 @@
 #include "encoding/encoding_flows.h"
 #include "encoding/lame_encoder.h"
 #include "encoding/raised_error.h"
+#include "explorer/explorer_window.h"
 #include "karaoke/channel_strip.h"
 #include "karaoke/lyric_painter.h"
 #include "karaoke/lyric_printing.h"
@@ -72,9 +73,8 @@ bool runMp3Enc(App& app, WindowParts& parts) {
     }
 }
 
-// The calls that go up from the core. The explorer hooks stay empty: the program has no explorer
-// window; the pending hooks wait for their subsystems.
-void wireHooks(App& app, WindowParts& parts) {
+// The calls that go up from the core; the pending hooks wait for their subsystems.
+void wireHooks(App& app, WindowParts& parts, explorer::ExplorerWindow& explorer) {
     Hooks& h = app.hooks;
     h.confload = [&app] { settings::confload(app); };
     h.lyricSurfaceInit = [&app] { karaoke::SetupLyricSurface(app); };
@@ -82,6 +82,8 @@ void wireHooks(App& app, WindowParts& parts) {
     h.spectrumInit = [&app] { metering::InitSpectrum(app); };
     h.SldEq_Change = [&app](int band) { effects::SldEq_Change(app, band); };
     h.releaseCaptureBuffer = [&app] { recording::releaseCaptureBuffer(app); };
+    h.showExplorer = [&explorer] { explorer.showExplorer(); };
+    h.hideExplorer = [&explorer] { explorer.hideExplorer(); };
     h.unloadOtherWindows = [&app] {
         for (QWidget* w : QApplication::topLevelWidgets())
             if (w != app.ui.window && w->isVisible()) w->close();
@@ -233,8 +235,8 @@ void wireMenus(App& app) {
 WindowParts::WindowParts() = default;
 WindowParts::~WindowParts() = default;
 
-void wire(App& app, WindowParts& parts) {
-    wireHooks(app, parts);
+void wire(App& app, WindowParts& parts, explorer::ExplorerWindow& explorer) {
+    wireHooks(app, parts, explorer);
     wireMenus(app);
     wireTransport(app);
     wireLyricTimers(app);

@@ -11,6 +11,10 @@ namespace velvora::encoding {
 class cLameEncoder;
 }
 
+namespace velvora::explorer {
+class ExplorerWindow;
+}
+
 namespace velvora::ui {
 
 // What the window owns for the routines it wires: the one MP3 encoder of the take's flow, made at
@@ -21,6 +25,6 @@ struct WindowParts {
     std::unique_ptr<encoding::cLameEncoder> encoder;
 };
 
-void wire(App& app, WindowParts& parts);
+void wire(App& app, WindowParts& parts, explorer::ExplorerWindow& explorer);
 
 } // namespace velvora::ui

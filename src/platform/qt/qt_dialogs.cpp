@@ -1,5 +1,6 @@
 #include "platform/qt/qt_services.h"
 
+#include <QFile>
 #include <QFileDialog>
 #include <QInputDialog>
 #include <QMessageBox>
@@ -116,6 +117,13 @@ std::optional<std::string> QtDialogs::saveFile(const FileDialogRequest& request)
         if (!ext.startsWith('.')) ext.prepend('.');
         name += ext;
     }
+    return name.toStdString();
+}
+
+std::optional<std::string> QtDialogs::chooseFolder(const FileDialogRequest& request) {
+    const QString name =
+        QFileDialog::getExistingDirectory(parent_, q(request.title), q(request.initialFolder));
+    if (name.isEmpty()) return std::nullopt;
     return name.toStdString();
 }
 

@@ -16,6 +16,7 @@ class QtDialogs final : public Dialogs {
                          const std::string& def) override;
     std::optional<std::string> openFile(const FileDialogRequest& request) override;
     std::optional<std::string> saveFile(const FileDialogRequest& request) override;
+    std::optional<std::string> chooseFolder(const FileDialogRequest& request) override;
 
   private:
     QWidget* parent_ = nullptr;

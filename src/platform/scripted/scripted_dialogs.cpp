@@ -64,6 +64,10 @@ std::optional<std::string> ScriptedDialogs::saveFile(const FileDialogRequest& re
     return file(ShownBox::Save, request);
 }
 
+std::optional<std::string> ScriptedDialogs::chooseFolder(const FileDialogRequest& request) {
+    return file(ShownBox::Folder, request);
+}
+
 void ScriptedDialogs::clear() {
     msgAnswers_.clear();
     inputAnswers_.clear();

@@ -12,7 +12,7 @@
 namespace platform {
 
 struct ShownBox {
-    enum Kind { Message, Input, Open, Save } kind;
+    enum Kind { Message, Input, Open, Save, Folder } kind;
     std::string text;    // message or prompt
     std::string caption; // caption or dialog title
     int style = 0;       // message style, or file dialog flags
@@ -25,7 +25,7 @@ class ScriptedDialogs final : public Dialogs {
     // Queue answers, consumed in order by whichever box comes next.
     void answer(int msgBoxResult) { msgAnswers_.push_back(msgBoxResult); }
     void answerInput(std::string text) { inputAnswers_.push_back(std::move(text)); }
-    // A file name, or no value for a cancel.
+    // A file or folder name, or no value for a cancel.
     void answerFile(std::optional<std::string> path) { fileAnswers_.push_back(std::move(path)); }
 
     int msgBox(const std::string& text, int style, const std::string& caption) override;
@@ -33,6 +33,7 @@ class ScriptedDialogs final : public Dialogs {
                          const std::string& def) override;
     std::optional<std::string> openFile(const FileDialogRequest& request) override;
     std::optional<std::string> saveFile(const FileDialogRequest& request) override;
+    std::optional<std::string> chooseFolder(const FileDialogRequest& request) override;
 
     const std::vector<ShownBox>& shown() const { return shown_; }
     const std::vector<ShownBox>& unexpected() const { return unexpected_; }

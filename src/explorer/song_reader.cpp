@@ -1,0 +1,200 @@
+#include "explorer/song_reader.h"
+
+#include "core/vb_text.h"
+#include "engine/api.h"
+#include "karaoke/midi_scanner.h"
+#include "karaoke/song_identification.h"
+#include "tags/id3v23_reader.h"
+#include "tags/mpeg_info.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <system_error>
+
+namespace velvora::explorer {
+
+namespace {
+
+// The ID3v2.3 reader yields to a clock between frames and has one message box. On the scan's own
+// thread there is no event loop to yield to and no window to show a box on: the box's text
+// becomes the song's problem instead.
+class NoTimer final : public platform::Timer {
+  public:
+    void setInterval(int ms) override { interval_ = ms; }
+    int interval() const override { return interval_; }
+    void setEnabled(bool) override {}
+    bool enabled() const override { return false; }
+
+  private:
+    int interval_ = 0;
+};
+
+class ScanThreadClock final : public platform::Clock {
+  public:
+    long long nowMs() override { return 0; }
+    void sleep(int) override {}
+    void doEvents() override {}
+    std::unique_ptr<platform::Timer> makeTimer(int, bool) override { return std::make_unique<NoTimer>(); }
+    void post(std::function<void()>) override {}
+    void waitThen(int, std::function<void()>) override {}
+};
+
+class ScanThreadDialogs final : public platform::Dialogs {
+  public:
+    explicit ScanThreadDialogs(std::string& problem) : problem_(problem) {}
+    int msgBox(const std::string& text, int, const std::string&) override {
+        problem_ = text;
+        return platform::vbOK;
+    }
+    std::string inputBox(const std::string&, const std::string&, const std::string&) override { return {}; }
+    std::optional<std::string> openFile(const platform::FileDialogRequest&) override { return std::nullopt; }
+    std::optional<std::string> saveFile(const platform::FileDialogRequest&) override { return std::nullopt; }
+    std::optional<std::string> chooseFolder(const platform::FileDialogRequest&) override {
+        return std::nullopt;
+    }
+
+  private:
+    std::string& problem_;
+};
+
+std::string lower(std::string s) {
+    for (char& c : s)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    return s;
+}
+
+// A fixed-width field as text: cut at the first control byte (the raw bytes of the next event
+// that a short field takes in), decoded, its padding trimmed.
+std::string fieldText(std::string field) {
+    const auto end =
+        std::find_if(field.begin(), field.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20; });
+    field.erase(end, field.end());
+    return vb::Trim(vb::decodeText(field));
+}
+
+// The karaoke title mark takes 20 raw bytes after "@T". When the mark opens a text or track-name
+// event of a single length byte, as karaoke files write it, the title ends where that event ends,
+// so the bytes of the events behind a short title do not show in the list.
+void cutKaraokeTitle(const std::string& buffer, std::string& title) {
+    const std::size_t at = buffer.find("@T");
+    if (at == std::string::npos || at < 3) return;
+    const auto status = static_cast<unsigned char>(buffer[at - 3]);
+    const auto type = static_cast<unsigned char>(buffer[at - 2]);
+    const auto length = static_cast<unsigned char>(buffer[at - 1]);
+    if (status != 0xFF || (type != 0x01 && type != 0x03) || length < 2 || length >= 0x80) return;
+    if (title.size() > static_cast<std::size_t>(length - 2)) title.resize(length - 2);
+}
+
+// The length of a song as the engine would play it; -1 when the engine cannot open it (or is not
+// up, as in a program that only scans).
+int lengthSeconds(const std::string& path, bool midi) {
+    const HSTREAM h = midi ? BASS_MIDI_StreamCreateFile(0, path.c_str(), 0, 0, BASS_STREAM_DECODE, 44100)
+                           : BASS_StreamCreateFile(0, path.c_str(), 0, 0, BASS_STREAM_DECODE);
+    if (!h) return -1;
+    const QWORD bytes = BASS_ChannelGetLength(h, BASS_POS_BYTE);
+    const double seconds = bytes == static_cast<QWORD>(-1) ? -1 : BASS_ChannelBytes2Seconds(h, bytes);
+    BASS_StreamFree(h);
+    return seconds < 0 ? -1 : static_cast<int>(std::floor(seconds));
+}
+
+void readMidi(SongRecord& r) {
+    MidiScanState scan;
+    if (!karaoke::LoadMidiBuffer(r.path, scan.midiBuffer) || scan.midiBuffer.empty()) {
+        r.problem = "cannot be read";
+        return;
+    }
+    if (scan.midiBuffer.compare(0, 4, "MThd") != 0) {
+        r.problem = "not a MIDI file";
+        return;
+    }
+    karaoke::ReadHeaderWords(scan);
+    karaoke::FINDCOSTR(scan);
+    karaoke::cercatitolo(scan);
+    if (karaoke::FINDKARA(r.path)) {
+        karaoke::TITOLOKARA(scan);
+        cutKaraokeTitle(scan.midiBuffer, scan.fixTitle);
+    }
+    const std::string title = fieldText(scan.fixTitle);
+    if (!title.empty()) r.title = title;
+    r.artist = fieldText(scan.fixCopyright);
+    r.seconds = lengthSeconds(r.path, true);
+}
+
+// A tag's text for one line of the list: control characters (the zero bytes of a UTF-16 text
+// read byte by byte among them) dropped, the ends trimmed.
+std::string tagText(std::string text) {
+    text.erase(
+        std::remove_if(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20; }),
+        text.end());
+    return vb::Trim(text);
+}
+
+void readMp3(SongRecord& r) {
+    tags::mMP3 end;
+    end.ReadEndTags(r.path);
+    if (!tagText(end.info.Title).empty()) r.title = tagText(end.info.Title);
+    r.artist = tagText(end.info.Artist);
+
+    std::string problem;
+    ScanThreadClock clock;
+    ScanThreadDialogs dialogs(problem);
+    tags::modID3V230Reader head(dialogs, clock);
+    head.ReadID3v23(r.path, true, false);
+    if (!tagText(head.id3Title).empty()) r.title = tagText(head.id3Title);
+    if (!tagText(head.id3Artist).empty()) r.artist = tagText(head.id3Artist);
+    if (!problem.empty()) r.problem = problem;
+
+    r.seconds = lengthSeconds(r.path, false);
+    if (r.seconds < 0 && end.durationSeconds > 0) r.seconds = end.durationSeconds;
+}
+
+} // namespace
+
+std::string songKind(const std::string& path) {
+    const std::string ext = lower(std::filesystem::path(path).extension().string());
+    if (ext == ".kar") return "KAR";
+    if (ext == ".mid" || ext == ".midi") return "MIDI";
+    if (ext == ".mp3") return "MP3";
+    if (ext == ".wav") return "WAV";
+    if (ext == ".nvk") return "NVK";
+    return {};
+}
+
+std::string displayName(const std::string& path) {
+    return vb::decodeText(std::filesystem::path(path).stem().string());
+}
+
+std::string readablePath(const std::string& path) {
+    return vb::decodeText(path);
+}
+
+bool readPackageInfo(const std::string&, SongRecord&) {
+    return false;
+}
+
+SongRecord readSong(const std::string& path) {
+    SongRecord r;
+    r.path = path;
+    r.kind = songKind(path);
+    r.title = displayName(path);
+    std::error_code ec;
+    if (!std::filesystem::exists(path, ec)) {
+        r.missing = true;
+        return r;
+    }
+    if (r.kind == "KAR" || r.kind == "MIDI")
+        readMidi(r);
+    else if (r.kind == "MP3")
+        readMp3(r);
+    else if (r.kind == "NVK")
+        readPackageInfo(path, r);
+    else if (r.kind == "WAV") {
+        r.seconds = lengthSeconds(path, false);
+        if (r.seconds < 0 && BASS_ErrorGetCode() != BASS_ERROR_INIT)
+            r.problem = "cannot be read as a WAV file";
+    }
+    return r;
+}
+
+} // namespace velvora::explorer
