@@ -54,13 +54,6 @@ struct PendingHooks {
     std::function<void()> Mp3Sylt;
     std::function<void()> SyltContrM;
     std::function<void()> Mp3SyltM;
-    // Per-song settings.
-    std::function<void()> ModMulti;
-    std::function<void()> ModAudio;
-    std::function<void()> DefAudio;
-    std::function<void()> modMidi;
-    // The beat measure of an audio song at its start.
-    std::function<void()> GetBPM;
 };
 
 inline void call(const std::function<void()>& f) {
@@ -81,7 +74,7 @@ void forEachHook(const Hooks& h, const PendingHooks& p, Visit&& visit) {
     visit("showExplorer", h.showExplorer);
     visit("hideExplorer", h.hideExplorer);
 
-    static_assert(sizeof(PendingHooks) == 25 * sizeof(std::function<void()>),
+    static_assert(sizeof(PendingHooks) == 20 * sizeof(std::function<void()>),
                   "list every PendingHooks member below");
     visit("createLameEncoder", p.createLameEncoder);
     visit("Mp3Enc", p.Mp3Enc);
@@ -103,11 +96,6 @@ void forEachHook(const Hooks& h, const PendingHooks& p, Visit&& visit) {
     visit("Mp3Sylt", p.Mp3Sylt);
     visit("SyltContrM", p.SyltContrM);
     visit("Mp3SyltM", p.Mp3SyltM);
-    visit("ModMulti", p.ModMulti);
-    visit("ModAudio", p.ModAudio);
-    visit("DefAudio", p.DefAudio);
-    visit("modMidi", p.modMidi);
-    visit("GetBPM", p.GetBPM);
 }
 
 } // namespace velvora

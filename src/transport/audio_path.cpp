@@ -7,9 +7,11 @@
 #include "core/startup.h"
 #include "effects/effects.h"
 #include "karaoke/lrc_reader.h"
+#include "settings/song_settings.h"
 #include "transport/level_controls.h"
 #include "transport/midi_path.h"
 #include "transport/song_open.h"
+#include "transport/song_settings.h"
 #include "widgets/lyricpicture.h"
 #include "widgets/main_controls.h"
 
@@ -104,8 +106,7 @@ void packageBranch(App& app) {
     }
     s.songTitle = titleOf(s.FileName);
     setCaption(ui.LabelSongLength, s.songTitle);
-    if (FileExists(resolveCaseInsensitive(app.appFolder, "SongCustom/" + GetFileName(s.FileName) + ".txt")))
-        call(app.pending.ModMulti);
+    if (FileExists(settings::songSettingsPath(app, s.FileName))) ModMulti(app);
     setEnabled(ui.CmdMidi, true);
     if (ui.Chkequalizer->isChecked()) effects::vcompr_Change(app, 0);
     SldVolume_Change(app);

@@ -5,9 +5,11 @@
 #include "karaoke/channel_strip.h"
 #include "karaoke/lyric_timing.h"
 #include "karaoke/painter_setup.h"
+#include "metering/bpm.h"
 #include "metering/frequency_bars.h"
 #include "metering/palette.h"
 #include "settings/app_settings.h"
+#include "settings/song_settings.h"
 #include "transport/level_controls.h"
 #include "transport/playlist.h"
 #include "transport/position_timers.h"
@@ -145,6 +147,8 @@ void wire(App& app) {
     on(app.ui.CmdOn, &QPushButton::clicked, app, &karaoke::CmdOn_Click);
     on(app.ui.CmdOff, &QPushButton::clicked, app, &karaoke::CmdOff_Click);
     wireEffects(app);
+    on(app.ui.CmdMidi, &QPushButton::clicked, app, &settings::CmdMidi_Click);
+    on(app.ui.chkBPMCallback, &QCheckBox::toggled, app, &metering::chkBPMCallback_Click);
 }
 
 } // namespace velvora::ui
