@@ -76,21 +76,22 @@ void ModMulti(App& app) {
 
     const int tracks = std::clamp<int>(s.stemCount, 0, static_cast<int>(ui.Slider2.size()));
     const int stems = std::min(tracks, static_cast<int>(s.stems.size()));
-    const auto tempo = file->number();
+    // A package's tempo and key: a slider's value written to every track.
+    auto toEveryTrack = [&](QSlider* slider, DWORD attribute) -> std::optional<int> {
+        const auto line = file->number();
+        if (!line) return std::nullopt;
+        const int value = setFromFile(slider, *line);
+        for (int i = 0; i < stems; ++i)
+            BASS_ChannelSetAttribute(s.stems[static_cast<std::size_t>(i)], attribute,
+                                     static_cast<float>(value));
+        return value;
+    };
+    const auto tempo = toEveryTrack(ui.Hstempo, BASS_ATTRIB_TEMPO);
     if (!tempo) return;
-    const int t = setFromFile(ui.Hstempo, *tempo);
-    for (int i = 0; i < stems; ++i)
-        BASS_ChannelSetAttribute(s.stems[static_cast<std::size_t>(i)], BASS_ATTRIB_TEMPO,
-                                 static_cast<float>(t));
-    setCaption(ui.LbltKTM, std::to_string(t) + "%");
-
-    const auto pitch = file->number();
+    setCaption(ui.LbltKTM, std::to_string(*tempo) + "%");
+    const auto pitch = toEveryTrack(ui.HscrollTempo, BASS_ATTRIB_TEMPO_PITCH);
     if (!pitch) return;
-    const int p = setFromFile(ui.HscrollTempo, *pitch);
-    for (int i = 0; i < stems; ++i)
-        BASS_ChannelSetAttribute(s.stems[static_cast<std::size_t>(i)], BASS_ATTRIB_TEMPO_PITCH,
-                                 static_cast<float>(p));
-    setCaption(ui.LblToneM, std::to_string(p));
+    setCaption(ui.LblToneM, std::to_string(*pitch));
 
     const auto master = file->number();
     if (!master) return;

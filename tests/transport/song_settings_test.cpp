@@ -84,6 +84,14 @@ class SongSettingsTest : public AppFixture {
         testing::writeToneWav(path, seconds, 440.0);
         return path;
     }
+    // Seven seconds of the song heard after its settings came back: the key shifted by
+    // `semitones`, the level `level` times the reference, the length 6 s at tempo +20%.
+    void expectSoundOfTheSettings(double semitones, double referenceRms, double level) {
+        clock.advance(7000);
+        EXPECT_NEAR(heardPitch(), 440.0 * std::pow(2.0, semitones / 12), 8.0);
+        EXPECT_NEAR(heardRms() / referenceRms, level, 0.06);
+        EXPECT_NEAR(audibleSeconds(engine::testing::heard()), 6.0 / 1.2, 0.15);
+    }
     fs::path customFile(const std::string& name) { return folder.path() / "SONGCUSTOM" / name; }
     void writeCustom(const std::string& name, const std::string& text) {
         std::ofstream(customFile(name), std::ios::binary) << text;
@@ -117,10 +125,7 @@ TEST_F(SongSettingsTest, AudioSongComesBackWithItsTempoKeyAndVolume) {
     EXPECT_EQ(ui.SldVolume->value(), 75);
     EXPECT_EQ(caption(ui.Lbltmp), "20%");
     EXPECT_EQ(caption(ui.LblTone), "5");
-    clock.advance(7000);
-    EXPECT_NEAR(heardPitch(), 440.0 * std::pow(2.0, 5.0 / 12), 8.0);
-    EXPECT_NEAR(heardRms() / referenceRms, 0.5, 0.06);
-    EXPECT_NEAR(audibleSeconds(engine::testing::heard()), 6.0 / 1.2, 0.15);
+    expectSoundOfTheSettings(5, referenceRms, 0.5);
 }
 
 TEST_F(SongSettingsTest, AudioSongSavedWithTheVocalRemoverComesBackWithIt) {
@@ -313,10 +318,7 @@ TEST_F(PackageSettingsTest, PackageComesBackWithItsTempoKeyVolumeAndTracks) {
     EXPECT_EQ(ui.Slider2[1]->value(), 90);
     EXPECT_FALSE(ui.Check1[2]->isChecked()) << "the count-in track comes up muted";
     EXPECT_EQ(app->s.effects.eqOn, vbTrue) << "the equaliser comes on whatever the file says";
-    clock.advance(7000);
-    EXPECT_NEAR(heardPitch(), 440.0 * std::pow(2.0, 4.0 / 12), 8.0);
-    EXPECT_NEAR(heardRms() / referenceRms, 0.5, 0.06);
-    EXPECT_NEAR(audibleSeconds(engine::testing::heard()), 6.0 / 1.2, 0.15);
+    expectSoundOfTheSettings(4, referenceRms, 0.5);
 }
 
 TEST_F(PackageSettingsTest, CompressorAndReverbFlagsPutTheirEffectsOn) {
