@@ -34,6 +34,8 @@ struct Hooks {
     std::function<void()> releaseCaptureBuffer;
     // Shows the live input level window without blocking (ui); arming a take opens it.
     std::function<void()> showLiveSpec;
+    // Applies the open package's own settings (transport); the mixdown of a package runs it.
+    std::function<void()> ModMulti;
 };
 
 // Routines of subsystems that are not built yet, each named as its subsystem will name it. When
@@ -51,13 +53,6 @@ struct PendingHooks {
     std::function<void()> Decrypt;
     // The package maker's window, shown modally at the end of the take's flow.
     std::function<void()> showForm1;
-    // Per-song settings.
-    std::function<void()> ModMulti;
-    std::function<void()> ModAudio;
-    std::function<void()> DefAudio;
-    std::function<void()> modMidi;
-    // The beat measure of an audio song at its start.
-    std::function<void()> GetBPM;
 };
 
 inline void call(const std::function<void()>& f) {
@@ -72,7 +67,7 @@ inline bool ask(const std::function<bool()>& f, bool otherwise) {
 // added here too; the size checks fail the build until it is.
 template <class Visit>
 void forEachHook(const Hooks& h, const PendingHooks& p, Visit&& visit) {
-    static_assert(sizeof(Hooks) == 12 * sizeof(std::function<void()>), "list every Hooks member below");
+    static_assert(sizeof(Hooks) == 13 * sizeof(std::function<void()>), "list every Hooks member below");
     visit("confload", h.confload);
     visit("lyricSurfaceInit", h.lyricSurfaceInit);
     visit("painterFontStage", h.painterFontStage);
@@ -85,8 +80,9 @@ void forEachHook(const Hooks& h, const PendingHooks& p, Visit&& visit) {
     visit("hideExplorer", h.hideExplorer);
     visit("releaseCaptureBuffer", h.releaseCaptureBuffer);
     visit("showLiveSpec", h.showLiveSpec);
+    visit("ModMulti", h.ModMulti);
 
-    static_assert(sizeof(PendingHooks) == 13 * sizeof(std::function<void()>),
+    static_assert(sizeof(PendingHooks) == 8 * sizeof(std::function<void()>),
                   "list every PendingHooks member below");
     visit("Lrc_batch", p.Lrc_batch);
     visit("KillTemp", p.KillTemp);
@@ -96,11 +92,6 @@ void forEachHook(const Hooks& h, const PendingHooks& p, Visit&& visit) {
     visit("NVKLEGGO_FILE", p.NVKLEGGO_FILE);
     visit("Decrypt", p.Decrypt);
     visit("showForm1", p.showForm1);
-    visit("ModMulti", p.ModMulti);
-    visit("ModAudio", p.ModAudio);
-    visit("DefAudio", p.DefAudio);
-    visit("modMidi", p.modMidi);
-    visit("GetBPM", p.GetBPM);
 }
 
 } // namespace velvora

@@ -137,6 +137,14 @@ struct ConfigState {
     std::int16_t recordingValue = 0;
 };
 
+// The tempo measure of an audio song.
+struct BpmState {
+    // A decoding stream of the song made only for measuring; the measure frees it.
+    DWORD bpmChan = 0;
+    // The last tempo measured, in beats a minute.
+    float bpmValue = 0;
+};
+
 struct Session {
     // Song in hand and its engine objects.
     std::string FileName;
@@ -211,6 +219,7 @@ struct Session {
     PainterState painter;
     SpectrumState spectrum;
     ConfigState config;
+    BpmState bpm;
 
     // The file dialog's folder after its last success, and its last file name.
     std::string dialogFolder;

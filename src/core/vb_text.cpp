@@ -99,10 +99,11 @@ double Val(std::string_view s) {
     skipBlanks();
     if (i + 1 < s.size() && s[i] == '&' && (s[i + 1] == 'H' || s[i + 1] == 'h')) {
         i += 2;
-        long long v = 0;
+        // Sixteen digits fill 64 bits: unsigned, so the last one cannot overflow.
+        unsigned long long v = 0;
         int digits = 0;
         while (i < s.size() && std::isxdigit(static_cast<unsigned char>(s[i])) && digits < 16) {
-            v = v * 16 + std::stoi(std::string(1, s[i]), nullptr, 16);
+            v = v * 16 + static_cast<unsigned>(std::stoi(std::string(1, s[i]), nullptr, 16));
             ++i;
             ++digits;
         }

@@ -59,6 +59,10 @@ void Chkrem_Click(App& app) {
     BASS_ChannelRemoveFX(chan, fx.fxEq);
     if (ui.Chkrem && ui.Chkrem->isChecked()) {
         if (ui.chkAmp) ui.chkAmp->setChecked(true);
+        // One remover a channel: run twice on one stream (a song's saved settings tick the box,
+        // then play runs the click of a ticked box), a second pass would cancel what the first
+        // left, which is the same in both channels, into silence.
+        BASS_ChannelRemoveDSP(chan, fx.fxRemoverDSP);
         fx.fxRemoverDSP = BASS_ChannelSetDSP(chan, &RemoveVocals, nullptr, 0);
         Chkequalizer_Click(app);
         BASS_ChannelSetFX(chan, BASS_FX_BFX_VOLUME, 1);

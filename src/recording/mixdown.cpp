@@ -149,8 +149,8 @@ void BtnMix_Click(App& app) {
         BASS_Mixer_StreamAddChannel(s.chan, s.stems[i], 0);
         ++s.stemCount;
     }
-    if (FileExists(joinPath(app.appFolder, "SongCustom/" + GetFileName(s.FileName) + ".txt")))
-        call(app.pending.ModMulti);
+    if (FileExists(resolveCaseInsensitive(app.appFolder, "SongCustom/" + GetFileName(s.FileName) + ".txt")))
+        call(app.hooks.ModMulti);
     // The strip is a reversed attenuator: 0 is full level, 127 silence.
     for (int i = 0; i < s.stemCount; ++i)
         BASS_ChannelSetAttribute(s.stems[static_cast<std::size_t>(i)], BASS_ATTRIB_VOL,

@@ -2,12 +2,9 @@
 
 #include "core/files.h"
 #include "core/vb_text.h"
+#include "settings/text_file.h"
 
-#include <cerrno>
 #include <cmath>
-#include <cstring>
-#include <fstream>
-#include <sstream>
 
 namespace velvora::settings {
 
@@ -17,13 +14,9 @@ namespace {
 constexpr std::size_t kMaxSettingsBytes = 4096;
 
 std::optional<std::string> readSmallFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) return std::nullopt;
-    std::string text(kMaxSettingsBytes + 1, '\0');
-    in.read(text.data(), static_cast<std::streamsize>(text.size()));
-    text.resize(static_cast<std::size_t>(in.gcount()));
-    if (text.size() > kMaxSettingsBytes) return std::nullopt;
-    return text;
+    auto head = readFileHead(path, kMaxSettingsBytes);
+    if (!head || head->cut) return std::nullopt;
+    return std::move(head->text);
 }
 
 // A whole number in text within [lo, hi], with nothing but blanks around it.
@@ -88,11 +81,7 @@ std::optional<std::int16_t> parseRecordingValue(const std::string& text) {
 }
 
 std::string confsave(App& app) {
-    const std::string path = joinPath(app.appFolder, "config.vrk");
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    if (out) out << configLine(app.s.config);
-    if (!out) return "Can't write " + path + ": " + std::strerror(errno);
-    return {};
+    return replaceFile(joinPath(app.appFolder, "config.vrk"), configLine(app.s.config));
 }
 
 void confload(App& app) {

@@ -8,9 +8,11 @@
 #include "effects/effects.h"
 #include "karaoke/lrc_reader.h"
 #include "karaoke/sylt_lyrics.h"
+#include "settings/song_settings.h"
 #include "transport/level_controls.h"
 #include "transport/midi_path.h"
 #include "transport/song_open.h"
+#include "transport/song_settings.h"
 #include "widgets/lyricpicture.h"
 #include "widgets/main_controls.h"
 
@@ -112,8 +114,7 @@ void packageBranch(App& app) {
     // the song's settings, whose tick of the box then changes nothing), and a pressed equaliser
     // onto the new voice track unless the settings have just put it there.
     effects::Chkphaser_Click(app);
-    if (FileExists(resolveCaseInsensitive(app.appFolder, "SongCustom/" + GetFileName(s.FileName) + ".txt")))
-        call(app.pending.ModMulti);
+    if (FileExists(settings::songSettingsPath(app, s.FileName))) ModMulti(app);
     if (ui.Chkequalizer->isChecked() && s.effects.eqOn == vbFalse) effects::Chkequalizer_Click(app);
     setEnabled(ui.CmdMidi, true);
     if (ui.Chkequalizer->isChecked()) effects::vcompr_Change(app, 0);

@@ -11,10 +11,13 @@
 #include "recording/capture.h"
 #include "recording/mixdown.h"
 #include "recording/take_session.h"
+#include "metering/bpm.h"
+#include "settings/song_settings.h"
 #include "transport/audio_path.h"
 #include "transport/level_controls.h"
 #include "transport/midi_path.h"
 #include "transport/song_open.h"
+#include "transport/song_settings.h"
 #include "widgets/lyricpicture.h"
 #include "widgets/main_controls.h"
 
@@ -25,8 +28,8 @@ namespace velvora::transport {
 
 namespace {
 
-bool settingsFileExists(App& app, const std::string& name) {
-    return FileExists(resolveCaseInsensitive(app.appFolder, "SongCustom/" + name + ".txt"));
+bool settingsFileExists(const App& app, const std::string& name) {
+    return FileExists(settings::songSettingsPath(app, name));
 }
 
 // The end of a take, after the song was stopped: both writers end, then the user chooses.
@@ -143,7 +146,7 @@ void Cmd_play_Click(App& app) {
     app.tmr.TimTps->setEnabled(true);
     s.lyricPos = 0;
     s.customName = GetFileName(s.FileName);
-    if (settingsFileExists(app, s.customName)) call(app.pending.modMidi);
+    if (settingsFileExists(app, s.customName)) modMidi(app);
     if (!s.tempoPresetApplied) {
         SetTempo(app, true);
         setMixTimeTempoSyncs(app);
@@ -225,9 +228,9 @@ void CmdPlw_Click(App& app) {
     app.tmr.TimTps->setEnabled(true);
     s.customName = GetFileName(s.FileName);
     if (settingsFileExists(app, s.customName))
-        call(app.pending.ModAudio);
+        ModAudio(app);
     else
-        call(app.pending.DefAudio);
+        DefAudio(app);
     if (!s.chan) {
         // A tracker module would be the last try; the path is the dialog's.
         s.chan = modBass::MusicLoad(s.dialogFileName, s.floatFlag | 0x204, 0);
@@ -245,7 +248,7 @@ void CmdPlw_Click(App& app) {
     showSongState(app, SongState::AudioPlaying);
     app.tmr.tmrSpectrum->setEnabled(true);
     setEnabled(ui.Slider3[0], false);
-    call(app.pending.GetBPM);
+    metering::GetBPM(app, -1, 0, 30, 0);
     effects::Slider3_Change(app, 0);
     effects::Slider3_Change(app, 1);
 }

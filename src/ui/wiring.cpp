@@ -14,6 +14,7 @@
 #include "karaoke/painter_setup.h"
 #include "karaoke/singers_screen.h"
 #include "karaoke/song_text.h"
+#include "metering/bpm.h"
 #include "metering/frequency_bars.h"
 #include "metering/live_spec.h"
 #include "metering/palette.h"
@@ -22,10 +23,12 @@
 #include "recording/mixdown.h"
 #include "recording/take_session.h"
 #include "settings/app_settings.h"
+#include "settings/song_settings.h"
 #include "transport/level_controls.h"
 #include "transport/playlist.h"
 #include "transport/position_timers.h"
 #include "transport/song_open.h"
+#include "transport/song_settings.h"
 #include "transport/transport.h"
 
 #include "widgets/clicklabel.h"
@@ -82,6 +85,7 @@ void wireHooks(App& app, WindowParts& parts, explorer::ExplorerWindow& explorer)
     h.spectrumInit = [&app] { metering::InitSpectrum(app); };
     h.SldEq_Change = [&app](int band) { effects::SldEq_Change(app, band); };
     h.releaseCaptureBuffer = [&app] { recording::releaseCaptureBuffer(app); };
+    h.ModMulti = [&app] { transport::ModMulti(app); };
     h.showExplorer = [&explorer] { explorer.showExplorer(); };
     h.hideExplorer = [&explorer] { explorer.hideExplorer(); };
     h.unloadOtherWindows = [&app] {
@@ -250,6 +254,8 @@ void wire(App& app, WindowParts& parts, explorer::ExplorerWindow& explorer) {
     });
     wireEffects(app);
     wireRecording(app);
+    on(app.ui.CmdMidi, &QPushButton::clicked, app, &settings::CmdMidi_Click);
+    on(app.ui.chkBPMCallback, &QCheckBox::toggled, app, &metering::chkBPMCallback_Click);
 }
 
 } // namespace velvora::ui

@@ -29,10 +29,9 @@ std::string karaokeMidi(const std::vector<std::string>& syllables, int ticksApar
     return miditest::smf(1, division, {conductor, words, melody});
 }
 
-void writeToneWav(const std::filesystem::path& path, double seconds, double hz, int channels) {
+void writeWav(const std::filesystem::path& path, const std::vector<std::int16_t>& samples, int channels) {
     const std::uint32_t rate = 44100;
-    const auto frames = static_cast<std::uint32_t>(seconds * rate);
-    const std::uint32_t dataBytes = frames * static_cast<std::uint32_t>(channels) * 2;
+    const auto dataBytes = static_cast<std::uint32_t>(samples.size() * 2);
     std::ofstream out(path, std::ios::binary);
     auto le = [&](std::uint32_t v, int n) {
         for (int i = 0; i < n; ++i) out.put(static_cast<char>((v >> (8 * i)) & 0xff));
@@ -49,10 +48,18 @@ void writeToneWav(const std::filesystem::path& path, double seconds, double hz, 
     le(16, 2);
     out << "data";
     le(dataBytes, 4);
-    for (std::uint32_t i = 0; i < frames; ++i) {
-        const auto v = static_cast<std::int16_t>(std::lround(12000 * std::sin(2 * M_PI * hz * i / rate)));
-        for (int c = 0; c < channels; ++c) le(static_cast<std::uint16_t>(v), 2);
+    for (std::int16_t v : samples) le(static_cast<std::uint16_t>(v), 2);
+}
+
+void writeToneWav(const std::filesystem::path& path, double seconds, double hz, int channels) {
+    const auto frames = static_cast<std::size_t>(seconds * 44100);
+    std::vector<std::int16_t> samples;
+    samples.reserve(frames * static_cast<std::size_t>(channels));
+    for (std::size_t i = 0; i < frames; ++i) {
+        const auto v = static_cast<std::int16_t>(std::lround(12000 * std::sin(2 * M_PI * hz * i / 44100.0)));
+        for (int c = 0; c < channels; ++c) samples.push_back(v);
     }
+    writeWav(path, samples, channels);
 }
 
 std::vector<std::string> twinkleSyllables() {

@@ -1,6 +1,7 @@
 // Small song files the tests write: a karaoke MIDI file with lyric marks, and a WAV tone.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -12,6 +13,8 @@ namespace velvora::testing {
 std::string karaokeMidi(const std::vector<std::string>& syllables, int ticksApart = 48,
                         unsigned usPerQuarter = 500000, int division = 96);
 
+// Sixteen-bit PCM WAV at 44100 Hz of the given interleaved samples.
+void writeWav(const std::filesystem::path& path, const std::vector<std::int16_t>& samples, int channels);
 // Sixteen-bit PCM WAV of a sine, `seconds` long, at 44100 Hz, mono or stereo.
 void writeToneWav(const std::filesystem::path& path, double seconds, double hz = 440.0, int channels = 2);
 

@@ -27,13 +27,6 @@ const std::map<std::string, std::string> kKnowinglyEmpty = {
     {"NVKLEGGO_FILE", "package"},
     {"Decrypt", "package"},
     {"showForm1", "package"},
-    // Per-song settings are not built yet.
-    {"ModMulti", "per-song settings"},
-    {"ModAudio", "per-song settings"},
-    {"DefAudio", "per-song settings"},
-    {"modMidi", "per-song settings"},
-    // The BPM display is not built yet.
-    {"GetBPM", "BPM display"},
 };
 
 class HooksTest : public AppFixture {};
