@@ -45,6 +45,7 @@
 #include <QMenu>
 #include <QPushButton>
 #include <QScrollBar>
+#include <QShortcut>
 #include <QSlider>
 
 namespace velvora::ui {
@@ -198,6 +199,9 @@ void wireLyricTimers(App& app) {
     app.tmr.tmrSYLTmp3->onTick = [&app] { tmrSYLTmp3_Timer(app); };
     app.tmr.PlayTimer->onTick = [&app] { PlayTimer_Timer(app); };
     on(app.ui.CmdKara, &QPushButton::clicked, app, &CmdKara_Click);
+    // F11, the desktop's full-screen key, presses the Karaoke button from anywhere in the window.
+    auto* fullScreenKey = new QShortcut(QKeySequence(Qt::Key_F11), app.ui.window);
+    QObject::connect(fullScreenKey, &QShortcut::activated, app.ui.CmdKara, &QPushButton::click);
     on(app.ui.frmWordsFullScreen, &widgets::WordsFullScreen::pageResized, app, &RepaintSingersScreen);
     app.tmr.Timer4->onTick = [&app] { Timer4_Timer(app); };
     on(app.ui.Picture3, &widgets::LyricPicture::pageLost, app, &RepaintLyricPage);

@@ -6,6 +6,7 @@
 #include "engine/testing.h"
 #include "platform/qt/qt_services.h"
 #include "platform/scripted/scripted_dialogs.h"
+#include "platform/scripted/scripted_printer.h"
 #include "platform/scripted/scripted_process.h"
 #include "pulse/pulse_server.h"
 #include "recording/take_files.h"
@@ -92,7 +93,8 @@ TEST_F(RealDeviceTake, TheVoiceFileHoldsWhatWasPlayedWhenTheInputIsTheSinksMonit
     platform::ScriptedDialogs dialogs;
     platform::QtClock clock;
     platform::ScriptedProcess process(folder.str());
-    platform::Services services{dialogs, clock, process};
+    platform::ScriptedPrinters printers;
+    platform::Services services{dialogs, clock, process, printers};
     ui::MainWindow window(services);
     App& app = window.app();
     ASSERT_TRUE(Form_Initialize(app));

@@ -149,28 +149,6 @@ TEST_F(StateRoadsTest, AudioThenMidiAndMidiThenAudio) {
     EXPECT_TRUE(In(SongState::MidiReadyAgain)) << "MIDI ended after an audio song";
 }
 
-// A take the recorder refuses leaves the song as a stop does: nothing to pause, and the next play
-// builds a new stream.
-TEST_F(StateRoadsTest, ARefusedTakeLeavesTheReadyState) {
-    open(kar);
-    app->s.recordArmed = true;
-    app->pending.Encode_Wave = [this] { app->s.recordArmed = false; };
-    app->ui.Cmd_play->click();
-    EXPECT_TRUE(In(SongState::MidiReadyAgain));
-    app->pending.Encode_Wave = nullptr;
-    app->ui.Cmd_play->click();
-    EXPECT_TRUE(In(SongState::MidiPlaying));
-    EXPECT_EQ(BASS_ChannelIsActive(app->s.chan), 1u) << "a stream of its own plays";
-    app->ui.Cmd_Stop->click();
-
-    open(wav);
-    app->s.recordArmed = true;
-    app->pending.Encode_Wave = [this] { app->s.recordArmed = false; };
-    app->ui.CmdPlw->click();
-    EXPECT_TRUE(In(SongState::AudioReadyAgain));
-    app->pending.Encode_Wave = nullptr;
-}
-
 // Opens, plays and stops of both kinds, in every order: afterwards the engine holds as many
 // channels as before. A MIDI song opened after an audio song builds a stream at the open that its
 // first play replaces; the replaced one must go.
