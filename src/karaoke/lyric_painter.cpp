@@ -3,8 +3,8 @@
 #include "core/utf8.h"
 #include "core/vb_text.h"
 #include "karaoke/painter_setup.h"
-#include "widgets/main_controls.h"
 #include "widgets/lyricpicture.h"
+#include "widgets/main_controls.h"
 
 #include <QFontMetrics>
 #include <QFontMetricsF>
@@ -243,9 +243,25 @@ void drawPage(const LyricPage& page, QImage& img, PainterState& p, FontSpec& f,
         const QString& text = page.slot[static_cast<std::size_t>(k)];
         int width = f.Width;
         QFont font = lyricFont(f, width, &img);
-        // At the narrowest width a line that still does not fit is drawn as it is, cut at the edge.
-        while (width > 1 && QFontMetrics(font, &img).horizontalAdvance(text) > layout.fitWidth) {
-            --width;
+        // A line too wide is made narrower one step at a time until it fits; at the narrowest
+        // width a line that still does not fit is drawn as it is, cut at the edge. The advance
+        // grows about in proportion to the width, so the steps start next to the answer: the
+        // widest width that fits, as stepping down from the preset's would find it.
+        auto advanceAt = [&](int w) {
+            font = lyricFont(f, w, &img);
+            return QFontMetrics(font, &img).horizontalAdvance(text);
+        };
+        const int full = QFontMetrics(font, &img).horizontalAdvance(text);
+        if (width > 1 && full > layout.fitWidth) {
+            int guess = std::clamp(static_cast<int>(static_cast<long long>(width) * layout.fitWidth / full),
+                                   1, width - 1);
+            if (advanceAt(guess) <= layout.fitWidth) {
+                while (guess + 1 < width && advanceAt(guess + 1) <= layout.fitWidth) ++guess;
+            } else {
+                while (guess > 1 && advanceAt(guess - 1) > layout.fitWidth) --guess;
+                if (guess > 1) --guess;
+            }
+            width = guess;
             font = lyricFont(f, width, &img);
         }
         painter.setFont(font);
