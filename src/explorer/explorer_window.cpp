@@ -64,7 +64,7 @@ ExplorerWindow::ExplorerWindow(App& app, QWidget* parent) : QWidget(parent, Qt::
     connect(&scanner_, &LibraryScanner::problem, this,
             [this](const QString& text) { reportProblem(text.toStdString()); });
     connect(&scanner_, &LibraryScanner::finished, this, [this](int) {
-        model_.sort();
+        model_.sortByTitle();
         saveLibrary();
         showQueue();
         showStatus();

@@ -33,7 +33,7 @@ void LibraryModel::merge(const std::vector<SongRecord>& songs) {
     refilter();
 }
 
-void LibraryModel::sort() {
+void LibraryModel::sortByTitle() {
     reindex();
 }
 

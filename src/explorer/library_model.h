@@ -21,9 +21,9 @@ class LibraryModel final : public QAbstractTableModel {
     // Every song, in the order the table shows them unfiltered (by title, then path).
     const std::vector<SongRecord>& songs() const { return songs_; }
     void setSongs(std::vector<SongRecord> songs);
-    // Adds or replaces songs by path. New songs go at the end until sort() puts them in order.
+    // Adds or replaces songs by path. New songs go at the end until sortByTitle() puts them in order.
     void merge(const std::vector<SongRecord>& songs);
-    void sort();
+    void sortByTitle();
     // Drops every song whose path starts with `folder`.
     void removeFolder(const std::string& folder);
     // Shows only the songs matching `query`.
