@@ -1,7 +1,7 @@
 #include "ui/main_window.h"
 
 #include "core/startup.h"
-#include "ui/live_spec_window.h"
+#include "ui/live_input_window.h"
 #include "explorer/explorer_window.h"
 #include "ui/wiring.h"
 #include "widgets/main_controls.h"

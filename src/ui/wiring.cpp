@@ -16,7 +16,7 @@
 #include "karaoke/song_text.h"
 #include "metering/bpm.h"
 #include "metering/frequency_bars.h"
-#include "metering/live_spec.h"
+#include "metering/live_input_level.h"
 #include "metering/palette.h"
 #include "recording/capture.h"
 #include "recording/digital_recorder.h"

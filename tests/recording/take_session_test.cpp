@@ -8,7 +8,7 @@
 #include "support/song_files.h"
 #include "transport/song_open.h"
 #include "transport/transport.h"
-#include "ui/live_spec_window.h"
+#include "ui/live_input_window.h"
 #include "widgets/main_controls.h"
 
 #include <gmock/gmock.h>

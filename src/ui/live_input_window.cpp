@@ -1,6 +1,6 @@
-#include "ui/live_spec_window.h"
+#include "ui/live_input_window.h"
 
-#include "metering/live_spec.h"
+#include "metering/live_input_level.h"
 #include "widgets/live_input_controls.h"
 
 #include <QDialog>

@@ -1,7 +1,7 @@
 #include "engine/testing.h"
-#include "metering/live_spec.h"
+#include "metering/live_input_level.h"
 #include "support/app_fixture.h"
-#include "ui/live_spec_window.h"
+#include "ui/live_input_window.h"
 #include "widgets/live_input_controls.h"
 #include "widgets/main_controls.h"
 

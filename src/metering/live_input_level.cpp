@@ -1,4 +1,4 @@
-#include "metering/live_spec.h"
+#include "metering/live_input_level.h"
 
 #include "core/controls.h"
 #include "widgets/live_input_controls.h"
