@@ -6,6 +6,7 @@
 #include "core/staged_file.h"
 #include "core/vb_text.h"
 #include "recording/capture.h"
+#include "recording/take_session.h"
 #include "widgets/main_controls.h"
 
 #include <QApplication>
@@ -62,12 +63,7 @@ void Save_Digit_Click(App& app) {
 }
 
 void savemicro(App& app) {
-    platform::FileDialogRequest request;
-    request.title = "Save WAVE File As";
-    request.filter = "File Wave (*.wav)|*.wav";
-    request.flags = platform::ofnOverwritePrompt;
-    const auto chosen = app.sys.dialogs.saveFile(request);
-    app.s.dialogFileName = chosen.value_or(std::string());
+    const auto chosen = askWaveFileName(app);
     if (!chosen) {
         setEnabled(app.ui.CmdCarica, true);
         QApplication::restoreOverrideCursor();

@@ -96,14 +96,19 @@ void Annulla_Rec(App& app) {
     app.sys.dialogs.msgBox("Registrazione Annullata", platform::vbQuestion, "Velvora");
 }
 
-void SaveWave(App& app) {
+std::optional<std::string> askWaveFileName(App& app) {
     platform::FileDialogRequest request;
     request.title = "Save WAVE File As";
     request.filter = "File Wave (*.wav)|*.wav";
     request.flags = platform::ofnOverwritePrompt;
     const auto chosen = app.sys.dialogs.saveFile(request);
-    // The dialog's name stays readable afterwards; a cancel leaves it empty and the copy fails.
     app.s.dialogFileName = chosen.value_or(std::string());
+    return chosen;
+}
+
+void SaveWave(App& app) {
+    // A cancel leaves the dialog's name empty, and the copy fails.
+    askWaveFileName(app);
     copyWhole(joinPath(app.appFolder, "LiveTrack.wav"), app.s.dialogFileName);
     setEnabled(app.ui.mnutil, true);
     app.sys.clock.sleep(1000);

@@ -6,6 +6,9 @@
 
 #include "core/app.h"
 
+#include <optional>
+#include <string>
+
 namespace velvora::recording {
 
 // CmdRec: arms a take over the song in hand.
@@ -18,6 +21,9 @@ void Encode_Stop(App& app);
 void Annulla_Rec(App& app);
 // Offers to keep LiveTrack.wav under a name of the user's choice.
 void SaveWave(App& app);
+// The "Save WAVE File As" dialog of the mix and of the digital recorder. Its answer is kept in
+// dialogFileName too, empty on a cancel.
+std::optional<std::string> askWaveFileName(App& app);
 
 // The blinkers of the count-in image and of the recording mark.
 void TmrStart_Timer(App& app);

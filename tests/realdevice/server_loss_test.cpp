@@ -11,6 +11,7 @@
 #include "platform/scripted/scripted_process.h"
 #include "pulse/monitor_recorder.h"
 #include "pulse/pulse_server.h"
+#include "realdevice/real_window.h"
 #include "support/midi_writer.h"
 #include "support/offscreen_app.h"
 #include "support/song_files.h"
@@ -102,15 +103,10 @@ TEST_F(RealDeviceServerLoss, TheSongGoesOnInSilenceAndTheNextIsHeardOnceTheServe
     const fs::path wav = folder.path() / "Tone.wav";
     testing::writeToneWav(wav, 4.0);
 
-    platform::ScriptedDialogs dialogs;
-    platform::QtClock clock;
-    platform::ScriptedProcess process(folder.str());
-    platform::ScriptedPrinters printers;
-    platform::Services services{dialogs, clock, process, printers};
-    ui::MainWindow window(services);
-    App& app = window.app();
-    ASSERT_TRUE(Form_Initialize(app));
-    Form_Load(app);
+    testing::RealWindow real(folder.str());
+    platform::ScriptedDialogs& dialogs = real.dialogs;
+    App& app = real.app;
+    ASSERT_TRUE(real.start());
     ASSERT_EQ(engine::testing::outputName(), "PulseAudio");
     Pump pump;
 

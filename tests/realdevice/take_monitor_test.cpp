@@ -9,6 +9,7 @@
 #include "platform/scripted/scripted_printer.h"
 #include "platform/scripted/scripted_process.h"
 #include "pulse/pulse_server.h"
+#include "realdevice/real_window.h"
 #include "recording/take_files.h"
 #include "support/offscreen_app.h"
 #include "ui/main_window.h"
@@ -90,15 +91,10 @@ TEST_F(RealDeviceTake, TheVoiceFileHoldsWhatWasPlayedWhenTheInputIsTheSinksMonit
     const fs::path wav = folder.path() / "Noise.wav";
     recordingtest::writeWav(wav, song);
 
-    platform::ScriptedDialogs dialogs;
-    platform::QtClock clock;
-    platform::ScriptedProcess process(folder.str());
-    platform::ScriptedPrinters printers;
-    platform::Services services{dialogs, clock, process, printers};
-    ui::MainWindow window(services);
-    App& app = window.app();
-    ASSERT_TRUE(Form_Initialize(app));
-    Form_Load(app);
+    testing::RealWindow real(folder.str());
+    platform::ScriptedDialogs& dialogs = real.dialogs;
+    App& app = real.app;
+    ASSERT_TRUE(real.start());
     ASSERT_EQ(engine::testing::outputName(), "PulseAudio");
     ASSERT_GE(app.s.inputIndex, 0) << "no capture input on the test's server";
 
