@@ -11,10 +11,15 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace velvora {
+
+namespace cdg {
+class Decoder;
+}
 
 // A boolean of the program: 0 false, -1 true.
 using VBool = std::int16_t;
@@ -172,6 +177,9 @@ struct Session {
     std::string lyrics;
     std::int32_t lyricPos = 0;
     bool hasTagLyrics = false;
+    // A CD+G song's graphics, and the packet count of the frame on the lyric page (-1: none yet).
+    std::shared_ptr<cdg::Decoder> cdgGraphics;
+    std::int64_t cdgShownPacket = -1;
     bool explorerOpen = false;
     std::int32_t inputIndex = -1;
 
