@@ -12,6 +12,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -61,6 +62,11 @@ struct WordModel {
 // touches the block and its length, on the engine's capture thread; the window's thread reads
 // them once BASS_ChannelStop has returned (it waits for a running callback) or once the callback
 // has cleared `recChan` on its way out.
+struct LatencyCalibration {
+    double roundTripMs = 0;
+    double spreadMs = 0;
+};
+
 struct CaptureState {
     std::int32_t recBufStep = 0;
     CaptureBlock recBuffer; // empty: none
@@ -69,6 +75,9 @@ struct CaptureState {
     int captureRate = 44100;
     int captureChannels = 2;
     int captureBits = 16;
+    // The measured round trip from the output to the input (latency.vrk); none: takes are mixed
+    // as they were captured.
+    std::optional<LatencyCalibration> calibration;
 };
 
 // The mixdowns: where the render stands, the running flag of each of the two, and the output file
