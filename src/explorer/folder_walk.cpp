@@ -46,6 +46,8 @@ struct Walk {
             return;
         }
         std::vector<fs::path> folders;
+        std::vector<fs::path> songs;
+        std::set<std::string> graphicsStems;
         for (const fs::directory_iterator end; it != end && !stop; it.increment(ec)) {
             if (ec) break;
             const fs::path& p = it->path();
@@ -55,16 +57,22 @@ struct Walk {
                 folders.push_back(p);
                 continue;
             }
-            if (songKind(p.string()).empty()) continue;
-            if (fs::is_regular_file(st))
-                out.songs.push_back(p.string());
-            else if (typeError || !fs::exists(st))
+            const std::string kind = songKind(p.string());
+            if (kind.empty()) continue;
+            if (fs::is_regular_file(st)) {
+                songs.push_back(p);
+                if (kind == "CD+G") graphicsStems.insert(p.stem().string());
+            } else if (typeError || !fs::exists(st))
                 problem(p, "cannot be reached (a link to nothing, or no permission)");
             else
                 // A pipe or a device would block a read that waits for data that never comes.
                 problem(p, "is not a plain file; not read");
         }
         if (ec) problem(folder, "could not be listed whole (" + ec.message() + ")");
+        // An MP3 with CD+G graphics beside it is one song, listed once by its graphics file.
+        for (const fs::path& p : songs)
+            if (songKind(p.string()) != "MP3" || !graphicsStems.count(p.stem().string()))
+                out.songs.push_back(p.string());
         std::sort(folders.begin(), folders.end());
         for (const fs::path& f : folders) {
             if (stop) return;

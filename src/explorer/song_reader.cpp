@@ -1,5 +1,6 @@
 #include "explorer/song_reader.h"
 
+#include "core/files.h"
 #include "core/vb_text.h"
 #include "engine/api.h"
 #include "karaoke/midi_scanner.h"
@@ -149,6 +150,23 @@ void readMp3(SongRecord& r) {
     if (r.seconds < 0 && end.durationSeconds > 0) r.seconds = end.durationSeconds;
 }
 
+// A CD+G song is its graphics and the MP3 beside them: the title, artist and length are the MP3's.
+void readCdg(SongRecord& r) {
+    const std::string audio = twinBeside(r.path, ".mp3");
+    if (audio.empty()) {
+        r.problem = "has no MP3 of the same name beside it";
+        return;
+    }
+    SongRecord mp3;
+    mp3.path = audio;
+    mp3.title = r.title;
+    readMp3(mp3);
+    r.title = mp3.title;
+    r.artist = mp3.artist;
+    r.seconds = mp3.seconds;
+    r.problem = mp3.problem;
+}
+
 } // namespace
 
 std::string songKind(const std::string& path) {
@@ -158,6 +176,7 @@ std::string songKind(const std::string& path) {
     if (ext == ".mp3") return "MP3";
     if (ext == ".wav") return "WAV";
     if (ext == ".nvk") return "NVK";
+    if (ext == ".cdg") return "CD+G";
     return {};
 }
 
@@ -189,6 +208,8 @@ SongRecord readSong(const std::string& path) {
         readMp3(r);
     else if (r.kind == "NVK")
         readPackageInfo(path, r);
+    else if (r.kind == "CD+G")
+        readCdg(r);
     else if (r.kind == "WAV") {
         r.seconds = lengthSeconds(path, false);
         if (r.seconds < 0 && BASS_ErrorGetCode() != BASS_ERROR_INIT)

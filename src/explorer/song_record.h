@@ -12,7 +12,7 @@ struct SongRecord {
     // UTF-8 texts. The title falls back to the file name when the file names none.
     std::string title;
     std::string artist;
-    // "KAR", "MIDI", "MP3", "WAV" or "NVK".
+    // "KAR", "MIDI", "MP3", "WAV", "NVK" or "CD+G" (a .cdg file, whose MP3 lies beside it).
     std::string kind;
     // Whole seconds; -1 when the length is not known.
     int seconds = -1;

@@ -1,9 +1,12 @@
+#include "cdg/busy_song.h"
 #include "core/controls.h"
 #include "core/song_state.h"
+#include "encoding/wav_to_mp3.h"
 #include "explorer/explorer_window.h"
 #include "explorer/song_folder.h"
 #include "explorer/song_reader.h"
 #include "support/app_fixture.h"
+#include "support/song_files.h"
 #include "transport/playlist.h"
 #include "transport/transport.h"
 
@@ -166,6 +169,44 @@ TEST_F(ExplorerTest, PlayNextOpensTheFirstQueuedSongAndShowsTheSecondInLblPrenot
     transport::CmdPlw_Click(*app);
     clock.advance(300);
     EXPECT_EQ(BASS_ChannelIsActive(app->s.chan), 1u) << "the queued audio song plays";
+    transport::CmdStw_Click(*app);
+}
+
+TEST_F(ExplorerTest, AnMp3WithItsGraphicsIsOneCdgSongThatOpensWithItsScreen) {
+    start();
+    fs::create_directories(songs());
+    const fs::path wav = folder.path() / "tone.wav";
+    testing::writeToneWav(wav, 3.0);
+    ASSERT_EQ(
+        encoding::convertWavToMp3(wav.string(), (songs() / "Night Train.mp3").string(), "velvora").status,
+        encoding::ConvertOutcome::Done);
+    ASSERT_EQ(encoding::convertWavToMp3(wav.string(), (songs() / "Plain.mp3").string(), "velvora").status,
+              encoding::ConvertOutcome::Done);
+    const auto graphics = testing::busyCdg(3);
+    for (const char* name : {"Night Train.CDG", "Lone.cdg"})
+        std::ofstream(songs() / name, std::ios::binary)
+            .write(reinterpret_cast<const char*>(graphics.data()),
+                   static_cast<std::streamsize>(graphics.size()));
+    explorer().addFolder(songs().string());
+    explorer().waitForScan();
+
+    EXPECT_THAT(shownTitles(), UnorderedElementsAre("Night Train", "Lone", "Plain"))
+        << "the MP3 beside its graphics is not listed a second time";
+    const SongRecord& pair = song("Night Train.CDG");
+    EXPECT_EQ(pair.kind, "CD+G");
+    EXPECT_EQ(pair.seconds, 3) << "the length of the MP3 beside it";
+    EXPECT_EQ(pair.problem, "");
+    EXPECT_EQ(song("Plain.mp3").kind, "MP3");
+    EXPECT_EQ(song("Lone.cdg").problem, "has no MP3 of the same name beside it");
+
+    queueByEnter("Night Train");
+    explorer().playNext();
+    EXPECT_EQ(app->s.FileName, (songs() / "Night Train.CDG").string());
+    EXPECT_TRUE(shows(*app, SongState::AudioReady));
+    EXPECT_NE(app->s.cdgGraphics, nullptr) << "the graphics take the lyric page";
+    transport::CmdPlw_Click(*app);
+    clock.advance(300);
+    EXPECT_EQ(BASS_ChannelIsActive(app->s.chan), 1u) << "the MP3 plays";
     transport::CmdStw_Click(*app);
 }
 
