@@ -134,6 +134,7 @@ struct BASS_MIDI_FONT {
 };
 
 // MIDI events (BASS_MIDI_StreamEvent) and marks (BASS_MIDI_StreamGetMark).
+constexpr DWORD MIDI_EVENT_NOTE = 1;
 constexpr DWORD MIDI_EVENT_VOLUME = 12;
 constexpr DWORD MIDI_EVENT_TEMPO = 62;
 constexpr DWORD MIDI_EVENT_TRANSPOSE = 0x10001;
@@ -144,6 +145,15 @@ struct BASS_MIDI_MARK {
     DWORD track;      // the track chunk the event is in, from 0
     DWORD pos;        // byte position of the event
     const char* text; // the event's bytes, zero-terminated; valid while the stream lives
+};
+
+// One event of a MIDI stream's file, as BASS_MIDI_StreamGetEvents lists them.
+struct BASS_MIDI_EVENT {
+    DWORD event; // MIDI_EVENT_NOTE
+    DWORD param; // the key in the low byte, the velocity in the next; velocity 0 ends the note
+    DWORD chan;  // 0..15
+    DWORD tick;  // on the file's merged time line
+    DWORD pos;   // byte position of the event
 };
 
 struct BASS_MIDI_FONTINFO {
@@ -228,6 +238,9 @@ HSTREAM BASS_MIDI_StreamCreateFile(BOOL mem, const void* file, QWORD offset, QWO
 BOOL BASS_MIDI_StreamGetMark(HSTREAM handle, DWORD type, DWORD index, BASS_MIDI_MARK* mark);
 BOOL BASS_MIDI_StreamEvent(HSTREAM handle, DWORD chan, DWORD event, DWORD param);
 DWORD BASS_MIDI_StreamGetEvent(HSTREAM handle, DWORD chan, DWORD event);
+// The events of type `filter` (MIDI_EVENT_NOTE) in the stream's file, in time order, of one track
+// chunk or of all (`track` -1). With `events` null, only their count. -1 on failure.
+DWORD BASS_MIDI_StreamGetEvents(HSTREAM handle, int track, DWORD filter, BASS_MIDI_EVENT* events);
 
 // ---- Processing: DSP callbacks and effects ----
 // DSP and effects share one order: a higher priority runs first; equal priorities run in the order

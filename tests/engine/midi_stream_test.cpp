@@ -208,6 +208,47 @@ TEST_F(MidiStreamTest, MarksGiveTrackBytePositionAndTextAndTheScanFindsTheirTick
     EXPECT_EQ(BASS_ErrorGetCode(), BASS_ERROR_HANDLE);
 }
 
+TEST_F(MidiStreamTest, NoteEventsAreListedInTimeOrderWithTheirChannelsAndPositions) {
+    // Track 1 plays channel 3, track 2 channel 9 with a note-on of velocity 0 for its end; the
+    // conductor's tempo changes put the notes in sections of different lengths.
+    Track c, melody, drums;
+    c.tempo(0, 500000).tempo(960, 250000).tempo(960, 1000000).end(960);
+    melody.program(0, 3, 73).on(480, 3, 67, 90).off(960, 3, 67).on(0, 3, 69, 80).off(960, 3, 69).end();
+    drums.on(960, 9, 36, 100).on(480, 9, 36, 0).end();
+    const std::string path = write("notes.mid", smf(1, 480, {c, melody, drums}));
+    const HSTREAM h = BASS_MIDI_StreamCreateFile(false, path.c_str(), 0, 0, BASS_STREAM_DECODE, 44100);
+    ASSERT_NE(h, 0u);
+
+    ASSERT_EQ(BASS_MIDI_StreamGetEvents(h, -1, MIDI_EVENT_NOTE, nullptr), 6u);
+    std::vector<BASS_MIDI_EVENT> all(6);
+    ASSERT_EQ(BASS_MIDI_StreamGetEvents(h, -1, MIDI_EVENT_NOTE, all.data()), 6u);
+    struct Want {
+        DWORD chan, key, velocity, tick;
+    };
+    const Want want[] = {{3, 67, 90, 480},  {9, 36, 100, 960}, {3, 67, 0, 1440},
+                         {3, 69, 80, 1440}, {9, 36, 0, 1440},  {3, 69, 0, 2400}};
+    for (std::size_t i = 0; i < 6; ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(all[i].event, MIDI_EVENT_NOTE);
+        EXPECT_EQ(all[i].chan, want[i].chan);
+        EXPECT_EQ(all[i].param & 0xff, want[i].key);
+        EXPECT_EQ(all[i].param >> 8, want[i].velocity);
+        EXPECT_EQ(all[i].tick, want[i].tick);
+        EXPECT_EQ(all[i].pos, tempoSongFrame(want[i].tick) * 4);
+    }
+    // One track alone; a track with none; filters and handles that are not notes or MIDI fail.
+    EXPECT_EQ(BASS_MIDI_StreamGetEvents(h, 2, MIDI_EVENT_NOTE, nullptr), 2u);
+    EXPECT_EQ(BASS_MIDI_StreamGetEvents(h, 0, MIDI_EVENT_NOTE, nullptr), 0u);
+    EXPECT_EQ(BASS_MIDI_StreamGetEvents(h, -1, MIDI_EVENT_TEMPO, nullptr), ~DWORD{0});
+    EXPECT_EQ(BASS_ErrorGetCode(), BASS_ERROR_ILLTYPE);
+    const std::string wav = fixtures::writeAudio("notmidi2.wav", fixtures::pattern(100), 2, 44100);
+    const HSTREAM w = BASS_StreamCreateFile(false, wav.c_str(), 0, 0, BASS_STREAM_DECODE);
+    EXPECT_EQ(BASS_MIDI_StreamGetEvents(w, -1, MIDI_EVENT_NOTE, nullptr), ~DWORD{0});
+    EXPECT_EQ(BASS_ErrorGetCode(), BASS_ERROR_HANDLE);
+    BASS_StreamFree(h);
+    BASS_StreamFree(w);
+}
+
 TEST_F(MidiStreamTest, ASeekByTickWhilePlayingReadsBackThatTickAndPlaysOnFromIt) {
     const std::string path = write("seek.mid", tempoSong());
     const HSTREAM h = BASS_MIDI_StreamCreateFile(false, path.c_str(), 0, 0, 0, 0);

@@ -75,3 +75,25 @@ DWORD BASS_MIDI_StreamGetEvent(HSTREAM handle, DWORD chan, DWORD event) {
     if (chan > 15) return fail(BASS_ERROR_ILLPARAM, kFail);
     return ok(stream->tempo());
 }
+
+DWORD BASS_MIDI_StreamGetEvents(HSTREAM handle, int track, DWORD filter, BASS_MIDI_EVENT* events) {
+    constexpr DWORD kFail = ~DWORD{0};
+    auto stream = midiStream(handle);
+    if (!stream) return fail(BASS_ERROR_HANDLE, kFail);
+    if (filter != MIDI_EVENT_NOTE) return fail(BASS_ERROR_ILLTYPE, kFail);
+    if (track < -1) return fail(BASS_ERROR_ILLPARAM, kFail);
+    DWORD count = 0;
+    for (const midi::SmfEvent& e : stream->file().events()) {
+        if (track >= 0 && e.track != static_cast<std::uint32_t>(track)) continue;
+        if (e.command() != 0x90 && e.command() != 0x80) continue;
+        if (events) {
+            // A note-off, or a note-on of velocity 0, ends the note.
+            const DWORD velocity = e.command() == 0x90 ? e.data2 : 0;
+            events[count] = {MIDI_EVENT_NOTE, static_cast<DWORD>(e.data1) | velocity << 8,
+                             static_cast<DWORD>(e.channel()), static_cast<DWORD>(e.tick),
+                             static_cast<DWORD>(stream->bytesOfTick(e.tick))};
+        }
+        ++count;
+    }
+    return ok(count);
+}
