@@ -1,0 +1,44 @@
+#include "pitch/score.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace velvora::pitch {
+
+namespace {
+constexpr double kInTune = 0.5; // semitones
+constexpr double kEdge = 0.1;   // seconds at each end of a note that are not scored
+} // namespace
+
+double foldedSemitones(double hz, int key) {
+    const double sung = 69.0 + 12.0 * std::log2(hz / 440.0);
+    double d = std::fmod(sung - key, 12.0);
+    if (d >= 6.0) d -= 12.0;
+    if (d < -6.0) d += 12.0;
+    return d;
+}
+
+int scoreTake(const Melody& melody, const std::vector<PitchFrame>& trace, double hopSeconds,
+              double voiceLag) {
+    double scored = 0;
+    for (const MelodyNote& n : melody.notes) {
+        const double edge = std::min(kEdge, (n.end - n.start) / 4);
+        scored += (n.end - n.start) - 2 * edge;
+    }
+    if (scored <= 0 || trace.empty() || hopSeconds <= 0) return 0;
+    double inTune = 0;
+    auto note = melody.notes.begin();
+    for (const PitchFrame& f : trace) {
+        if (f.hz <= 0) continue;
+        const double t = f.seconds - voiceLag;
+        while (note != melody.notes.end() && note->end <= t) ++note;
+        if (note == melody.notes.end()) break;
+        const double edge = std::min(kEdge, (note->end - note->start) / 4);
+        if (t < note->start + edge || t >= note->end - edge) continue;
+        if (std::abs(foldedSemitones(f.hz, note->key)) <= kInTune) inTune += hopSeconds;
+    }
+    const double share = std::min(1.0, inTune / scored);
+    return static_cast<int>(std::lround(share * 100));
+}
+
+} // namespace velvora::pitch
