@@ -9,7 +9,7 @@
 #include <unistd.h>
 #include <vector>
 
-namespace package {
+namespace velvora::package {
 namespace fs = std::filesystem;
 
 namespace {
@@ -362,4 +362,4 @@ bool ZipArchive::extractFiles(const std::string& mask) {
     return allWritten;
 }
 
-} // namespace package
+} // namespace velvora::package

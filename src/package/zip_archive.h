@@ -15,7 +15,7 @@
 
 struct zip; // libzip's archive
 
-namespace package {
+namespace velvora::package {
 
 struct ExtractLimits {
     std::uint64_t totalBytes = 2ull << 30; // all selected members together
@@ -89,4 +89,4 @@ bool maskMatches(const std::string& mask, const std::string& name);
 // not be absolute, carry a drive letter or climb with "..".
 std::filesystem::path safeMemberPath(const std::string& name, bool preservePath);
 
-} // namespace package
+} // namespace velvora::package

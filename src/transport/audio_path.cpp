@@ -22,8 +22,8 @@ namespace {
 
 void commonHead(App& app) {
     auto& ui = app.ui;
-    call(app.pending.NVKTagClear);
-    call(app.pending.ClearNVK);
+    call(app.hooks.NVKTagClear);
+    call(app.hooks.ClearNVK);
     setShown(ui.LblMidi, false);
     setShown(ui.CmdOn, false);
     setShown(ui.CmdOff, false);
@@ -74,7 +74,7 @@ void packageBranch(App& app) {
     deleteFiles(joinPath(app.appFolder, "TMPK"), "*.*");
     PerPausa(app);
     if (app.sys.process.ended()) return;
-    call(app.pending.Decrypt);
+    call(app.hooks.Decrypt);
     if (s.stemCount == 3) {
         ui.Slider2[2]->setValue(127);
         ui.Check1[2]->setChecked(true);
@@ -121,8 +121,8 @@ void packageBranch(App& app) {
     SldVolume_Change(app);
     for (int i = 0; i < 3; ++i) Slider2_Change(app, i);
     s.lyricPos = 0;
-    call(app.pending.NVKTag);
-    call(app.pending.NVKLEGGO_FILE);
+    call(app.hooks.NVKTag);
+    call(app.hooks.NVKLEGGO_FILE);
     BASS_ChannelPlay(s.chan, 0);
     showSongState(app, SongState::PackagePlaying);
 }

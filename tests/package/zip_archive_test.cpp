@@ -11,7 +11,7 @@
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
-using package::ZipArchive;
+using velvora::package::ZipArchive;
 
 namespace {
 
@@ -134,8 +134,8 @@ TEST(ZipArchive, PreservedPathsKeepFoldersInsideTheBase) {
 }
 
 TEST(ZipArchive, MasksAndMemberNames) {
-    using package::maskMatches;
-    using package::safeMemberPath;
+    using velvora::package::maskMatches;
+    using velvora::package::safeMemberPath;
     EXPECT_TRUE(maskMatches("*.*", "README"));
     EXPECT_TRUE(maskMatches("*.mp3", "vocaltrack.MP3"));
     EXPECT_TRUE(maskMatches("ZZZZ.???", "zzzz.mid"));
@@ -207,7 +207,7 @@ TEST(ZipArchive, BombsAndFloodsAreRefusedBeforeWriting) {
     raw2.add("one", std::string(3000, 'x'), true);
     raw2.add("two", std::string(3000, 'y'), true);
     raw2.close();
-    package::ExtractLimits limits;
+    velvora::package::ExtractLimits limits;
     limits.totalBytes = 5000;
     zip.setLimits(limits);
     ASSERT_TRUE(zip.openArchive(big));

@@ -258,7 +258,7 @@ class PackageSettingsTest : public SongSettingsTest {
   protected:
     void SetUp() override {
         SongSettingsTest::SetUp();
-        app->pending.Decrypt = [this] {
+        app->hooks.Decrypt = [this] {
             Session& s = app->s;
             const fs::path tmpk = folder.path() / "TMPK";
             testing::writeToneWav(tmpk / "base.wav", 6.0, 440.0);

@@ -25,7 +25,7 @@ class TakeEncoding : public AppFixture {
     void SetUp() override {
         AppFixture::SetUp();
         start();
-        app->pending.showForm1 = [this] {
+        app->hooks.showForm1 = [this] {
             ++form1Shown;
             cursorAtForm1 = QApplication::overrideCursor() != nullptr;
         };
