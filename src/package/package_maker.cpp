@@ -64,7 +64,7 @@ void PackageMaker::Form_Load() {
     ui_.CmdSalva->setEnabled(false);
     ui_.Command5->setEnabled(false);
     // The first item of the take's lyric, if there is one: a MIDI song's package carries it then.
-    std::ifstream in(joinPath(app_.appFolder, "syncro.lrc"), std::ios::binary);
+    std::ifstream in(resolveCaseInsensitive(app_.appFolder, "syncro.lrc"), std::ios::binary);
     if (in) lrcText_ = readInfoItems({std::istreambuf_iterator<char>(in), {}})[1];
 }
 
@@ -129,7 +129,8 @@ void PackageMaker::Command5_Click() {
         if (!copyFile(app_.s.dialogFileName, tmpk("ZZZZ.MP3"), error)) return trapped(error);
     } else {
         if (!copyFile(app_.s.dialogFileName, tmpk("ZZZZ.MID"), error)) return trapped(error);
-        if (!lrcText_.empty() && !copyFile(joinPath(app_.appFolder, "syncro.LRC"), tmpk("LIRICA.LRC"), error))
+        if (!lrcText_.empty() &&
+            !copyFile(resolveCaseInsensitive(app_.appFolder, "syncro.LRC"), tmpk("LIRICA.LRC"), error))
             return trapped(error);
     }
     zip_.setPreservePath(ui_.Check1->isChecked());
