@@ -60,6 +60,9 @@ void packageBranch(App& app) {
         // The text of this song alone: a replay or the next package reads its own lyric anew.
         app.s.timing.lyricFileText.clear();
         app.s.timing.lyricFileLines.clear();
+        // Its clock starts again with it: the last song's position would make the first lines due
+        // before the package's tracks have sounded.
+        app.s.timing.lyricClock = 0;
         bool read = false;
         karaoke::Chargement_Paroles(app, read);
         karaoke::Show_Lyrics(app, app.s.timing.lyricFileText);

@@ -183,14 +183,17 @@ TEST_F(PackageOpenTest, LockedDamagedAndHostilePackagesPlayNothing) {
 }
 
 TEST_F(PackageOpenTest, KillTempAndCntrNVK) {
-    for (const char* f : {"LiveTrack.wav", "BackingTrack.wav", "keep.txt"}) write(folder.path() / f, "x");
+    for (const char* f : {"LiveTrack.wav", "BackingTrack.wav", "syncro.lrc", "keep.txt", "syncro.LRC.bak"})
+        write(folder.path() / f, "x");
     fs::create_directories(folder.path() / "TKKK");
     write(folder.path() / "TKKK" / "vocaltrack.wav", "x");
     write(tmpk() / "stray", "x");
     package::KillTemp(*app);
     EXPECT_FALSE(fs::exists(folder.path() / "LiveTrack.wav"));
     EXPECT_FALSE(fs::exists(folder.path() / "BackingTrack.wav"));
+    EXPECT_FALSE(fs::exists(folder.path() / "syncro.lrc")) << "the take's lyric, named with a trailing point";
     EXPECT_TRUE(fs::exists(folder.path() / "keep.txt"));
+    EXPECT_TRUE(fs::exists(folder.path() / "syncro.LRC.bak"));
     EXPECT_TRUE(fs::is_empty(folder.path() / "TKKK"));
     EXPECT_TRUE(fs::is_empty(tmpk()));
 

@@ -1,17 +1,16 @@
 // The archive object: round trips through the roles the package code uses, and hostile archives
 // that must land nothing outside the extraction folder.
 #include "package/zip_archive.h"
+#include "package/raw_zip.h"
 
 #include <gtest/gtest.h>
 #include <zip.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
-#include <sys/stat.h>
 
 namespace fs = std::filesystem;
 using velvora::package::ZipArchive;
+using namespace velvora::packagetest;
 
 namespace {
 
@@ -34,40 +33,13 @@ struct Sandbox {
     }
 };
 
-void writeFile(const fs::path& p, const std::string& text) {
-    std::ofstream(p, std::ios::binary) << text;
-}
-
-std::string readFile(const fs::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
-// Builds an archive member by member straight through libzip, names unchecked.
-struct RawZip {
-    zip_t* z;
-    explicit RawZip(const fs::path& p) {
-        int code = 0;
-        z = zip_open(p.c_str(), ZIP_CREATE | ZIP_TRUNCATE, &code);
-    }
-    zip_int64_t add(const std::string& name, const std::string& data, bool stored = false) {
-        char* copy = static_cast<char*>(std::malloc(data.size() + 1));
-        std::copy(data.begin(), data.end(), copy);
-        zip_source_t* s = zip_source_buffer(z, copy, data.size(), 1);
-        zip_int64_t i = zip_file_add(z, name.c_str(), s, 0);
-        if (stored) zip_set_file_compression(z, static_cast<zip_uint64_t>(i), ZIP_CM_STORE, 0);
-        return i;
-    }
-    void close() { zip_close(z); }
-};
-
 TEST(ZipArchive, WritesFlatPackageAndReadsItBack) {
     Sandbox box;
     fs::path src = box.root / "stage";
     fs::create_directories(src / "sub");
-    writeFile(src / "BackingTrack.MP3", std::string(5000, 'b'));
-    writeFile(src / "song.txt", "Title\r\nArtist\r\n");
-    writeFile(src / "sub" / "deeper.txt", "not taken when flat");
+    writeBytes(src / "BackingTrack.MP3", std::string(5000, 'b'));
+    writeBytes(src / "song.txt", "Title\r\nArtist\r\n");
+    writeBytes(src / "sub" / "deeper.txt", "not taken when flat");
 
     ZipArchive zip;
     std::vector<std::string> fileEvents;
@@ -95,28 +67,28 @@ TEST(ZipArchive, WritesFlatPackageAndReadsItBack) {
     EXPECT_TRUE(zip.extractFiles("*.*"));
     EXPECT_EQ(zip.extractedCount(), 2);
     EXPECT_TRUE(zip.closeArchive());
-    EXPECT_EQ(readFile(box.tmpk() / "BackingTrack.MP3"), std::string(5000, 'b'));
-    EXPECT_EQ(readFile(box.tmpk() / "song.txt"), "Title\r\nArtist\r\n");
+    EXPECT_EQ(readBytes(box.tmpk() / "BackingTrack.MP3"), std::string(5000, 'b'));
+    EXPECT_EQ(readBytes(box.tmpk() / "song.txt"), "Title\r\nArtist\r\n");
 
     // Removing a member, and replacing one by adding a file of the same name.
     ASSERT_TRUE(zip.openArchive(nvk));
     EXPECT_TRUE(zip.removeFile("song.txt"));
     EXPECT_FALSE(zip.removeFile("absent.txt"));
-    writeFile(src / "BackingTrack.MP3", "new");
+    writeBytes(src / "BackingTrack.MP3", "new");
     EXPECT_TRUE(zip.addFiles(src / "BackingTrack.MP3"));
     ASSERT_TRUE(zip.closeArchive());
     ASSERT_TRUE(zip.openArchive(nvk));
     EXPECT_EQ(zip.entryCount(), 1);
     fs::remove(box.tmpk() / "BackingTrack.MP3");
     EXPECT_TRUE(zip.extractFiles("backingtrack.mp3"));
-    EXPECT_EQ(readFile(box.tmpk() / "BackingTrack.MP3"), "new");
+    EXPECT_EQ(readBytes(box.tmpk() / "BackingTrack.MP3"), "new");
 }
 
 TEST(ZipArchive, PreservedPathsKeepFoldersInsideTheBase) {
     Sandbox box;
     fs::path src = box.root / "stage";
     fs::create_directories(src / "sub");
-    writeFile(src / "sub" / "deeper.txt", "deep");
+    writeBytes(src / "sub" / "deeper.txt", "deep");
     ZipArchive zip;
     zip.setPreservePath(true);
     fs::path z = box.root / "tree.zip";
@@ -126,11 +98,11 @@ TEST(ZipArchive, PreservedPathsKeepFoldersInsideTheBase) {
     ASSERT_TRUE(zip.openArchive(z));
     zip.setBaseFolder(box.tmpk());
     EXPECT_TRUE(zip.extractFiles("*"));
-    EXPECT_EQ(readFile(box.tmpk() / "sub" / "deeper.txt"), "deep");
+    EXPECT_EQ(readBytes(box.tmpk() / "sub" / "deeper.txt"), "deep");
     // The same member stored flat.
     zip.setPreservePath(false);
     EXPECT_TRUE(zip.extractFiles("deeper.txt"));
-    EXPECT_EQ(readFile(box.tmpk() / "deeper.txt"), "deep");
+    EXPECT_EQ(readBytes(box.tmpk() / "deeper.txt"), "deep");
 }
 
 TEST(ZipArchive, MasksAndMemberNames) {
@@ -160,9 +132,7 @@ TEST(ZipArchive, HostileNamesAndLinksLandNothingOutside) {
     raw.add("/tmp/velvora-abs-escape.txt", "abs");
     raw.add("..\\..\\back.txt", "back");
     raw.add("C:\\drive.txt", "drive");
-    zip_int64_t link = raw.add("link", "/etc");
-    zip_file_set_external_attributes(raw.z, static_cast<zip_uint64_t>(link), 0, ZIP_OPSYS_UNIX,
-                                     (S_IFLNK | 0777u) << 16);
+    raw.link("link", "/etc");
     raw.add("dir/../../up.txt", "up");
     raw.close();
     // A link already lying in the target folder is replaced, not followed.
@@ -183,8 +153,8 @@ TEST(ZipArchive, HostileNamesAndLinksLandNothingOutside) {
         EXPECT_FALSE(fs::is_symlink(box.tmpk() / "link"));
     }
     // Flat, the names keep only their last part.
-    EXPECT_EQ(readFile(box.tmpk() / "escaped.txt"), "slip");
-    EXPECT_EQ(readFile(box.tmpk() / "drive.txt"), "drive");
+    EXPECT_EQ(readBytes(box.tmpk() / "escaped.txt"), "slip");
+    EXPECT_EQ(readBytes(box.tmpk() / "drive.txt"), "drive");
 }
 
 TEST(ZipArchive, BombsAndFloodsAreRefusedBeforeWriting) {
@@ -232,10 +202,10 @@ TEST(ZipArchive, DamagedEncryptedAndUnsupportedArchivesFailCleanly) {
     RawZip raw(good);
     raw.add("vocaltrack.MP3", std::string(20000, 'v'), true);
     raw.close();
-    std::string bytes = readFile(good);
+    std::string bytes = readBytes(good);
 
     // Truncated: the directory at the end is gone.
-    writeFile(box.root / "cut.NVK", bytes.substr(0, bytes.size() / 2));
+    writeBytes(box.root / "cut.NVK", bytes.substr(0, bytes.size() / 2));
     ZipArchive zip;
     EXPECT_FALSE(zip.openArchive(box.root / "cut.NVK"));
     EXPECT_FALSE(zip.lastError().empty());
@@ -244,13 +214,13 @@ TEST(ZipArchive, DamagedEncryptedAndUnsupportedArchivesFailCleanly) {
     EXPECT_FALSE(zip.extractFiles("*.*"));
 
     // Not an archive at all.
-    writeFile(box.root / "text.NVK", "just some text");
+    writeBytes(box.root / "text.NVK", "just some text");
     EXPECT_FALSE(zip.openArchive(box.root / "text.NVK"));
 
     // A damaged member body: the checksum catches it and no file is left behind.
     std::string damaged = bytes;
     damaged[100] ^= 0x55;
-    writeFile(box.root / "damaged.NVK", damaged);
+    writeBytes(box.root / "damaged.NVK", damaged);
     ASSERT_TRUE(zip.openArchive(box.root / "damaged.NVK"));
     EXPECT_FALSE(zip.checkEntry(0));
     EXPECT_FALSE(zip.extractFiles("*.*"));
@@ -259,11 +229,9 @@ TEST(ZipArchive, DamagedEncryptedAndUnsupportedArchivesFailCleanly) {
 
     // An unsupported method (Deflate64, 9) patched into both headers.
     std::string deflate64 = bytes;
-    deflate64[8] = 9;
-    std::size_t central = deflate64.find(std::string("PK\1\2", 4));
-    ASSERT_NE(central, std::string::npos);
-    deflate64[central + 10] = 9;
-    writeFile(box.root / "d64.NVK", deflate64);
+    ASSERT_EQ(memberHeaders(deflate64).size(), 1u);
+    setMethod(deflate64, memberHeaders(deflate64)[0], 9);
+    writeBytes(box.root / "d64.NVK", deflate64);
     ASSERT_TRUE(zip.openArchive(box.root / "d64.NVK"));
     EXPECT_FALSE(zip.extractFiles("*.*"));
     EXPECT_EQ(zip.refusedCount(), 1);
@@ -273,7 +241,7 @@ TEST(ZipArchive, DamagedEncryptedAndUnsupportedArchivesFailCleanly) {
     // A password-protected archive does not unpack without the password, and does with it.
     fs::path stage = box.root / "stage";
     fs::create_directories(stage);
-    writeFile(stage / "secret.txt", "hidden");
+    writeBytes(stage / "secret.txt", "hidden");
     ZipArchive maker;
     maker.setPassword("Marbello_47");
     ASSERT_TRUE(maker.createArchive(box.root / "locked.NVK"));
@@ -288,7 +256,7 @@ TEST(ZipArchive, DamagedEncryptedAndUnsupportedArchivesFailCleanly) {
     ASSERT_TRUE(zip.openArchive(box.root / "locked.NVK"));
     EXPECT_TRUE(zip.checkEntry(0));
     EXPECT_TRUE(zip.extractFiles("*.*"));
-    EXPECT_EQ(readFile(box.tmpk() / "secret.txt"), "hidden");
+    EXPECT_EQ(readBytes(box.tmpk() / "secret.txt"), "hidden");
 }
 
 } // namespace
