@@ -119,10 +119,10 @@ bool ZipArchive::fail(const std::string& text) {
     return false;
 }
 
-bool ZipArchive::openArchive(const fs::path& path) {
+bool ZipArchive::openWith(const fs::path& path, int flags) {
     if (zip_ && !closeArchive()) return false;
     int code = 0;
-    zip_ = zip_open(path.c_str(), 0, &code);
+    zip_ = zip_open(path.c_str(), flags, &code);
     if (!zip_) {
         zip_error_t error;
         zip_error_init_with_code(&error, code);
@@ -135,20 +135,12 @@ bool ZipArchive::openArchive(const fs::path& path) {
     return true;
 }
 
+bool ZipArchive::openArchive(const fs::path& path) {
+    return openWith(path, 0);
+}
+
 bool ZipArchive::createArchive(const fs::path& path) {
-    if (zip_ && !closeArchive()) return false;
-    int code = 0;
-    zip_ = zip_open(path.c_str(), ZIP_CREATE | ZIP_TRUNCATE, &code);
-    if (!zip_) {
-        zip_error_t error;
-        zip_error_init_with_code(&error, code);
-        std::string text = zipErrorText(&error);
-        zip_error_fini(&error);
-        return fail(path.string() + ": " + text);
-    }
-    if (!password_.empty()) zip_set_default_password(zip_, password_.c_str());
-    committing_ = path.filename().string();
-    return true;
+    return openWith(path, ZIP_CREATE | ZIP_TRUNCATE);
 }
 
 bool ZipArchive::closeArchive() {

@@ -68,6 +68,8 @@ class ZipArchive {
 
   private:
     bool fail(const std::string& text);
+    // Opens the archive at path with libzip's flags, closing the one open before.
+    bool openWith(const std::filesystem::path& path, int flags);
     bool extractOne(std::uint64_t index, const std::filesystem::path& target, std::uint64_t size,
                     const std::string& name);
 

@@ -20,8 +20,8 @@ namespace fs = std::filesystem;
 std::set<std::string> outsideTmpk(const fs::path& root) {
     std::set<std::string> out;
     std::error_code ec;
-    for (auto it = fs::recursive_directory_iterator(root, ec); !ec && it != fs::recursive_directory_iterator();
-         it.increment(ec)) {
+    for (auto it = fs::recursive_directory_iterator(root, ec);
+         !ec && it != fs::recursive_directory_iterator(); it.increment(ec)) {
         const fs::path rel = fs::relative(it->path(), root);
         if (*rel.begin() != "TMPK" && rel != "fuzz.NVK") out.insert(rel.generic_string());
     }
@@ -51,16 +51,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     velvora::App& app = p.offscreen->app();
     const fs::path root = p.offscreen->folder.path();
     const fs::path nvk = root / "fuzz.NVK";
-    std::ofstream(nvk, std::ios::binary | std::ios::trunc).write(reinterpret_cast<const char*>(data),
-                                                                 static_cast<std::streamsize>(size));
+    std::ofstream(nvk, std::ios::binary | std::ios::trunc)
+        .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
     p.offscreen->dialogs.answerFile(nvk.string());
     velvora::transport::MnuOpenSong_Click(app);
 
     if (outsideTmpk(root) != p.files) __builtin_trap();
     const fs::path tmpk = root / "TMPK";
     std::error_code ec;
-    for (auto it = fs::recursive_directory_iterator(tmpk, ec); !ec && it != fs::recursive_directory_iterator();
-         it.increment(ec))
+    for (auto it = fs::recursive_directory_iterator(tmpk, ec);
+         !ec && it != fs::recursive_directory_iterator(); it.increment(ec))
         if (it->is_symlink()) __builtin_trap();
     if (app.s.stemCount < 0 || app.s.stemCount > 3) __builtin_trap();
     for (int i = 0; i < app.s.stemCount; ++i)

@@ -64,8 +64,8 @@ class HostilePackageTest : public AppFixture {
     // left out), with the target of any link.
     std::set<std::string> outsideTmpk() const {
         std::set<std::string> out;
-        for (auto it = fs::recursive_directory_iterator(folder.path()); it != fs::recursive_directory_iterator();
-             ++it) {
+        for (auto it = fs::recursive_directory_iterator(folder.path());
+             it != fs::recursive_directory_iterator(); ++it) {
             const fs::path rel = fs::relative(it->path(), folder.path());
             if (*rel.begin() == "TMPK") continue;
             if (rel.extension() == ".NVK") continue;
@@ -109,7 +109,8 @@ class HostilePackageTest : public AppFixture {
         SCOPED_TRACE("the good package afterwards");
         openPackage(folder.path() / "good.NVK");
         ASSERT_EQ(app->s.stemCount, 3);
-        EXPECT_EQ(tmpkFiles(), (std::vector<std::string>{"BackingTrack.MP3", "ZZZZ.MP3", "good.txt", "vocaltrack.MP3"}));
+        EXPECT_EQ(tmpkFiles(),
+                  (std::vector<std::string>{"BackingTrack.MP3", "ZZZZ.MP3", "good.txt", "vocaltrack.MP3"}));
         ASSERT_TRUE(app->ui.CmdPlw->isEnabled());
         app->ui.CmdPlw->click();
         EXPECT_TRUE(shows(*app, SongState::PackagePlaying));

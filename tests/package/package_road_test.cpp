@@ -36,17 +36,7 @@ using testing::AppFixture;
 
 // Every sample of a file decoded as 16-bit stereo, from its start.
 std::vector<std::int16_t> decodeFile(const fs::path& path) {
-    std::vector<std::int16_t> out;
-    const HSTREAM h = BASS_StreamCreateFile(false, path.c_str(), 0, 0, BASS_STREAM_DECODE);
-    if (!h) return out;
-    std::vector<std::int16_t> block(8192);
-    for (;;) {
-        const DWORD got = BASS_ChannelGetData(h, block.data(), static_cast<DWORD>(block.size() * 2));
-        if (got == static_cast<DWORD>(-1) || got == 0) break;
-        out.insert(out.end(), block.begin(), block.begin() + got / 2);
-    }
-    BASS_StreamFree(h);
-    return out;
+    return recordingtest::decodeAll(BASS_StreamCreateFile(false, path.c_str(), 0, 0, BASS_STREAM_DECODE));
 }
 
 double rms(const std::vector<std::int16_t>& v, std::size_t from, std::size_t to) {
@@ -78,9 +68,10 @@ class PackageRoadTest : public AppFixture {
         // line stamped at its second mark, a second early, never before 00:01.
         app->pending.Lrc_batch = [this] {
             ++lrcRuns;
-            writeBytes(work("syncro.LRC"), "[00:01]TWINKLE TWINKLE LITTLE STAR\r\n[00:02]HOW I WONDER WHAT YOU "
-                                           "ARE\r\n[00:03]UP ABOVE THE WORLD SO HIGH\r\n[00:04]LIKE A "
-                                           "DIAMOND IN THE SKY\r\n");
+            writeBytes(work("syncro.LRC"),
+                       "[00:01]TWINKLE TWINKLE LITTLE STAR\r\n[00:02]HOW I WONDER WHAT YOU "
+                       "ARE\r\n[00:03]UP ABOVE THE WORLD SO HIGH\r\n[00:04]LIKE A "
+                       "DIAMOND IN THE SKY\r\n");
         };
     }
     void TearDown() override {
@@ -156,8 +147,9 @@ TEST_F(PackageRoadTest, ATakeBecomesAPackageThatReopensPlaysLightsItsLyricAndMix
     finishPackage("Twinkle Star", nvk);
     EXPECT_EQ(dialogs.shown().back().text, "NVK CREATO CON SUCCESSO!");
     // The save dialog proposed the title.
-    const auto save = std::find_if(dialogs.shown().begin(), dialogs.shown().end(),
-                                   [](const platform::ShownBox& b) { return b.kind == platform::ShownBox::Save; });
+    const auto save =
+        std::find_if(dialogs.shown().begin(), dialogs.shown().end(),
+                     [](const platform::ShownBox& b) { return b.kind == platform::ShownBox::Save; });
     ASSERT_NE(save, dialogs.shown().end());
     EXPECT_EQ(save->caption, "Save NVK File");
     EXPECT_EQ(save->filter, "File NVK (*.NVK)|*.NVK");
@@ -193,9 +185,10 @@ TEST_F(PackageRoadTest, ATakeBecomesAPackageThatReopensPlaysLightsItsLyricAndMix
     const long long started = clock.nowMs();
     app->ui.CmdPlw->click();
     ASSERT_TRUE(shows(*app, SongState::PackagePlaying));
-    EXPECT_EQ(labels(), (std::vector<std::string>{"Twinkle Star" + std::string(9, ' '),
-                                                  "The Singer" + std::string(18, ' '), "Taylor" + std::string(13, ' '),
-                                                  "Nursery" + std::string(15, ' '), "Do" + std::string(11, ' ')}));
+    EXPECT_EQ(labels(),
+              (std::vector<std::string>{"Twinkle Star" + std::string(9, ' '),
+                                        "The Singer" + std::string(18, ' '), "Taylor" + std::string(13, ' '),
+                                        "Nursery" + std::string(15, ' '), "Do" + std::string(11, ' ')}));
     ASSERT_TRUE(s.words.lyricsPresent);
     ASSERT_EQ(s.words.lyricLines.size(), 5u);
     EXPECT_EQ(s.words.lyricLines[2], "HOW I WONDER WHAT YOU ARE");
@@ -279,9 +272,10 @@ TEST_F(PackageRoadTest, ACommaInTheTitleShiftsTheFields) {
     load(nvk);
     app->ui.CmdPlw->click();
     ASSERT_TRUE(shows(*app, SongState::PackagePlaying));
-    EXPECT_EQ(labels(), (std::vector<std::string>{"Twinkle" + std::string(9, ' '), "Star" + std::string(18, ' '),
-                                                  "The Singer" + std::string(13, ' '),
-                                                  "Taylor" + std::string(15, ' '), "Nursery" + std::string(11, ' ')}));
+    EXPECT_EQ(labels(),
+              (std::vector<std::string>{"Twinkle" + std::string(9, ' '), "Star" + std::string(18, ' '),
+                                        "The Singer" + std::string(13, ' '), "Taylor" + std::string(15, ' '),
+                                        "Nursery" + std::string(11, ' ')}));
 }
 
 TEST_F(PackageRoadTest, OnlyTheExtensionMakesAPackage) {

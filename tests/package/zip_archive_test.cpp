@@ -1,7 +1,7 @@
 // The archive object: round trips through the roles the package code uses, and hostile archives
 // that must land nothing outside the extraction folder.
-#include "package/zip_archive.h"
 #include "package/raw_zip.h"
+#include "package/zip_archive.h"
 
 #include <gtest/gtest.h>
 #include <zip.h>
