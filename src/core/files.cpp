@@ -96,7 +96,10 @@ std::string twinBeside(const std::string& path, const std::string& extension) {
 void deleteFiles(const std::string& folder, const std::string& mask) {
     // As on the system the program comes from, "*.*" takes every file, dotted or not.
     const bool all = mask == "*.*" || mask == "*";
-    const QRegularExpression re(QRegularExpression::wildcardToRegularExpression(QString::fromStdString(mask)),
+    // There a name loses its trailing points and blanks: "syncro.LRC." is the file syncro.LRC.
+    std::string name = mask;
+    while (!all && !name.empty() && (name.back() == '.' || name.back() == ' ')) name.pop_back();
+    const QRegularExpression re(QRegularExpression::wildcardToRegularExpression(QString::fromStdString(name)),
                                 QRegularExpression::CaseInsensitiveOption);
     std::error_code ec;
     for (const auto& entry : fs::directory_iterator(folder, ec)) {

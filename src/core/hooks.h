@@ -36,6 +36,17 @@ struct Hooks {
     std::function<void()> showLiveSpec;
     // Applies the open package's own settings (transport); the mixdown of a package runs it.
     std::function<void()> ModMulti;
+    // Song package (package/): the clearing of its work files, called by the core at exit and by
+    // every open, and the opening steps the audio path runs. The transport's tests stand their
+    // own unpacking in for Decrypt.
+    std::function<void()> KillTemp;
+    std::function<void()> NVKTagClear;
+    std::function<void()> ClearNVK;
+    std::function<void()> NVKTag;
+    std::function<void()> NVKLEGGO_FILE;
+    std::function<void()> Decrypt;
+    // The package maker's window (ui), shown modally at the end of the take's flow.
+    std::function<void()> showForm1;
 };
 
 // Routines of subsystems that are not built yet, each named as its subsystem will name it. When
@@ -44,15 +55,6 @@ struct Hooks {
 struct PendingHooks {
     // The LRC creator, which the take's flow runs when its batch flag is set.
     std::function<void()> Lrc_batch;
-    // Song package.
-    std::function<void()> KillTemp; // called by the core at exit and by every open
-    std::function<void()> NVKTagClear;
-    std::function<void()> ClearNVK;
-    std::function<void()> NVKTag;
-    std::function<void()> NVKLEGGO_FILE;
-    std::function<void()> Decrypt;
-    // The package maker's window, shown modally at the end of the take's flow.
-    std::function<void()> showForm1;
 };
 
 inline void call(const std::function<void()>& f) {
@@ -67,7 +69,7 @@ inline bool ask(const std::function<bool()>& f, bool otherwise) {
 // added here too; the size checks fail the build until it is.
 template <class Visit>
 void forEachHook(const Hooks& h, const PendingHooks& p, Visit&& visit) {
-    static_assert(sizeof(Hooks) == 13 * sizeof(std::function<void()>), "list every Hooks member below");
+    static_assert(sizeof(Hooks) == 20 * sizeof(std::function<void()>), "list every Hooks member below");
     visit("confload", h.confload);
     visit("lyricSurfaceInit", h.lyricSurfaceInit);
     visit("painterFontStage", h.painterFontStage);
@@ -81,17 +83,17 @@ void forEachHook(const Hooks& h, const PendingHooks& p, Visit&& visit) {
     visit("releaseCaptureBuffer", h.releaseCaptureBuffer);
     visit("showLiveSpec", h.showLiveSpec);
     visit("ModMulti", h.ModMulti);
+    visit("KillTemp", h.KillTemp);
+    visit("NVKTagClear", h.NVKTagClear);
+    visit("ClearNVK", h.ClearNVK);
+    visit("NVKTag", h.NVKTag);
+    visit("NVKLEGGO_FILE", h.NVKLEGGO_FILE);
+    visit("Decrypt", h.Decrypt);
+    visit("showForm1", h.showForm1);
 
-    static_assert(sizeof(PendingHooks) == 8 * sizeof(std::function<void()>),
+    static_assert(sizeof(PendingHooks) == 1 * sizeof(std::function<void()>),
                   "list every PendingHooks member below");
     visit("Lrc_batch", p.Lrc_batch);
-    visit("KillTemp", p.KillTemp);
-    visit("NVKTagClear", p.NVKTagClear);
-    visit("ClearNVK", p.ClearNVK);
-    visit("NVKTag", p.NVKTag);
-    visit("NVKLEGGO_FILE", p.NVKLEGGO_FILE);
-    visit("Decrypt", p.Decrypt);
-    visit("showForm1", p.showForm1);
 }
 
 } // namespace velvora

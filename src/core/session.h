@@ -159,6 +159,16 @@ struct BpmState {
     float bpmValue = 0;
 };
 
+// The open package's unpacking: the folder of its members, the member being looked at, and the
+// eight items of its information text (1 to 8; 0 unused).
+struct PackageState {
+    std::string nvkFolder;
+    std::string scanName;
+    bool scanStarted = false;
+    std::array<std::string, 9> nvkInfo{};
+    bool nvkValid = false;
+};
+
 struct Session {
     // Song in hand and its engine objects.
     std::string FileName;
@@ -171,6 +181,7 @@ struct Session {
     // Member names of the open package in TMPK, in the order its unpacking found them (the
     // tracks of `stems` first).
     std::array<std::string, 21> trackFile{};
+    PackageState package;
     DWORD font = 0;
     std::string soundFontPath;
 

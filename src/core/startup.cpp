@@ -236,7 +236,7 @@ bool Form_Unload(App& app) {
     call(app.hooks.releaseCaptureBuffer);
     app.s.capture.recBuffer.clear();
     BASS_Free();
-    call(app.pending.KillTemp);
+    call(app.hooks.KillTemp);
     app.sys.clock.sleep(2000);
     call(app.hooks.unloadOtherWindows);
     app.sys.process.end();

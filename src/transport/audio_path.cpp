@@ -23,8 +23,8 @@ namespace {
 
 void commonHead(App& app) {
     auto& ui = app.ui;
-    call(app.pending.NVKTagClear);
-    call(app.pending.ClearNVK);
+    call(app.hooks.NVKTagClear);
+    call(app.hooks.ClearNVK);
     setShown(ui.LblMidi, false);
     setShown(ui.CmdOn, false);
     setShown(ui.CmdOff, false);
@@ -60,6 +60,9 @@ void packageBranch(App& app) {
         // The text of this song alone: a replay or the next package reads its own lyric anew.
         app.s.timing.lyricFileText.clear();
         app.s.timing.lyricFileLines.clear();
+        // Its clock starts again with it: the last song's position would make the first lines due
+        // before the package's tracks have sounded.
+        app.s.timing.lyricClock = 0;
         bool read = false;
         karaoke::Chargement_Paroles(app, read);
         karaoke::Show_Lyrics(app, app.s.timing.lyricFileText);
@@ -75,7 +78,7 @@ void packageBranch(App& app) {
     deleteFiles(joinPath(app.appFolder, "TMPK"), "*.*");
     PerPausa(app);
     if (app.sys.process.ended()) return;
-    call(app.pending.Decrypt);
+    call(app.hooks.Decrypt);
     if (s.stemCount == 3) {
         ui.Slider2[2]->setValue(127);
         ui.Check1[2]->setChecked(true);
@@ -122,8 +125,8 @@ void packageBranch(App& app) {
     SldVolume_Change(app);
     for (int i = 0; i < 3; ++i) Slider2_Change(app, i);
     s.lyricPos = 0;
-    call(app.pending.NVKTag);
-    call(app.pending.NVKLEGGO_FILE);
+    call(app.hooks.NVKTag);
+    call(app.hooks.NVKLEGGO_FILE);
     BASS_ChannelPlay(s.chan, 0);
     showSongState(app, SongState::PackagePlaying);
 }

@@ -47,7 +47,7 @@ void neutralControls(App& app, Road road) {
 void openMidi(App& app, Road road) {
     Session& s = app.s;
     auto& ui = app.ui;
-    if (road == Road::Load) call(app.pending.NVKTagClear);
+    if (road == Road::Load) call(app.hooks.NVKTagClear);
     if (road == Road::Load) setEnabled(ui.CmdMidi, false);
     setEnabled(ui.CmdRec, true);
     BASS_StreamFree(s.chan);
@@ -138,7 +138,7 @@ void open(App& app, Road road, const std::string* given = nullptr) {
     s.timing.lyricFileText.clear();
     s.timing.lyricFileLines.clear();
     neutralControls(app, road);
-    if (road == Road::Load) call(app.pending.NVKTagClear);
+    if (road == Road::Load) call(app.hooks.NVKTagClear);
     Clear(app);
     s.cdgGraphics.reset();
     s.midiLoaded = false;
@@ -156,7 +156,7 @@ void open(App& app, Road road, const std::string* given = nullptr) {
     setEnabled(ui.Cmd_play, false);
 
     // From here a failing step is passed over and the next one runs.
-    call(app.pending.KillTemp);
+    call(app.hooks.KillTemp);
     if (s.pauseUsed) {
         s.pauseUsed = false;
         BASS_Free();

@@ -134,7 +134,7 @@ void Cmd_play_Click(App& app) {
     s.lyricTick = 0;
     setShown(ui.CmdPlw, false);
     app.tmr.Timer1->setEnabled(true);
-    call(app.pending.NVKTagClear);
+    call(app.hooks.NVKTagClear);
     setShown(ui.CmdOff, true);
     setEnabled(ui.CmdMidi, true);
     if (shown(ui.CmdOn)) s.midiChannelVolume = 0;

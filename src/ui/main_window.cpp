@@ -1,8 +1,9 @@
 #include "ui/main_window.h"
 
 #include "core/startup.h"
-#include "ui/live_input_window.h"
 #include "explorer/explorer_window.h"
+#include "ui/form1_window.h"
+#include "ui/live_input_window.h"
 #include "ui/wiring.h"
 #include "widgets/main_controls.h"
 
@@ -22,6 +23,7 @@ MainWindow::MainWindow(platform::Services& services)
       explorer_(std::make_unique<explorer::ExplorerWindow>(*app_)) {
     wire(*app_, parts_, *explorer_);
     app_->hooks.showLiveSpec = [this] { liveSpec().show(); };
+    app_->hooks.showForm1 = [this] { form1().show(); };
     QObject::connect(controls_->CmdMicro, &QPushButton::clicked, [this] { liveSpec().show(); });
     qApp->installEventFilter(this);
 }
@@ -31,6 +33,11 @@ MainWindow::~MainWindow() = default;
 LiveSpecWindow& MainWindow::liveSpec() {
     if (!liveSpec_) liveSpec_ = std::make_unique<LiveSpecWindow>(*app_, this);
     return *liveSpec_;
+}
+
+Form1Window& MainWindow::form1() {
+    if (!form1_) form1_ = std::make_unique<Form1Window>(*app_, this);
+    return *form1_;
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {

@@ -14,6 +14,7 @@ class ExplorerWindow;
 namespace velvora::ui {
 
 class LiveSpecWindow;
+class Form1Window;
 
 class MainWindow final : public QMainWindow {
   public:
@@ -25,6 +26,8 @@ class MainWindow final : public QMainWindow {
     // The live input level window, made on first use.
     LiveSpecWindow& liveSpec();
     explorer::ExplorerWindow& explorer() { return *explorer_; }
+    // The package maker's window, made on first use.
+    Form1Window& form1();
 
   protected:
     void closeEvent(QCloseEvent* event) override;
@@ -38,6 +41,7 @@ class MainWindow final : public QMainWindow {
     std::unique_ptr<App> app_;
     std::unique_ptr<LiveSpecWindow> liveSpec_; // goes before the session it works on
     std::unique_ptr<explorer::ExplorerWindow> explorer_;
+    std::unique_ptr<Form1Window> form1_;
 };
 
 } // namespace velvora::ui

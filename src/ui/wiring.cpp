@@ -18,6 +18,7 @@
 #include "metering/frequency_bars.h"
 #include "metering/live_input_level.h"
 #include "metering/palette.h"
+#include "package/package_open.h"
 #include "recording/capture.h"
 #include "recording/digital_recorder.h"
 #include "recording/latency_calibration.h"
@@ -65,7 +66,7 @@ bool runMp3Enc(App& app, WindowParts& parts) {
                             app.ui.Pbregg,
                             app.s.lrcBatch,
                             [&app] { call(app.pending.Lrc_batch); },
-                            [&app] { call(app.pending.showForm1); }};
+                            [&app] { call(app.hooks.showForm1); }};
     // With a measured round trip the package's voice is the copy that lines up with the backing.
     job.vocalWav = recording::alignedVocalTrack(app);
     try {
@@ -94,6 +95,12 @@ void wireHooks(App& app, WindowParts& parts, explorer::ExplorerWindow& explorer)
     h.SldEq_Change = [&app](int band) { effects::SldEq_Change(app, band); };
     h.releaseCaptureBuffer = [&app] { recording::releaseCaptureBuffer(app); };
     h.ModMulti = [&app] { transport::ModMulti(app); };
+    h.KillTemp = [&app] { package::KillTemp(app); };
+    h.NVKTagClear = [&app] { package::NVKTagClear(app); };
+    h.ClearNVK = [&app] { package::ClearNVK(app); };
+    h.NVKTag = [&app] { package::NVKTag(app); };
+    h.NVKLEGGO_FILE = [&app] { package::NVKLEGGO_FILE(app); };
+    h.Decrypt = [&app] { package::Decrypt(app); };
     h.showExplorer = [&explorer] { explorer.showExplorer(); };
     h.hideExplorer = [&explorer] { explorer.hideExplorer(); };
     h.unloadOtherWindows = [&app] {

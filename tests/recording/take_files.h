@@ -1,5 +1,5 @@
 // What the take tests read and write: WAV files taken apart into their header fields and 16-bit
-// samples, a voice of pseudo-random samples, and an MP3 song.
+// samples, a decoding stream read to its end, a voice of pseudo-random samples, and an MP3 song.
 #pragma once
 
 #include "engine/testing.h"
@@ -60,6 +60,19 @@ inline Wav readWav(const std::filesystem::path& path) {
     w.samples.resize(n);
     for (std::size_t i = 0; i < n; ++i) w.samples[i] = static_cast<std::int16_t>(le16(b, 44 + 2 * i));
     return w;
+}
+
+// Every sample of a decoding stream, as 16-bit; the stream is freed. Empty for no stream.
+inline std::vector<std::int16_t> decodeAll(HSTREAM h) {
+    std::vector<std::int16_t> out;
+    std::vector<std::int16_t> block(8192);
+    for (;;) {
+        const DWORD got = BASS_ChannelGetData(h, block.data(), static_cast<DWORD>(block.size() * 2));
+        if (got == static_cast<DWORD>(-1) || got == 0) break;
+        out.insert(out.end(), block.begin(), block.begin() + got / 2);
+    }
+    BASS_StreamFree(h);
+    return out;
 }
 
 // Interleaved stereo samples that no song would give: a fixed pseudo-random sequence.

@@ -23,19 +23,6 @@ namespace fs = std::filesystem;
 using namespace recordingtest;
 using testing::AppFixture;
 
-// Every sample of a decoding stream, as 16-bit.
-std::vector<std::int16_t> decodeAll(HSTREAM h) {
-    std::vector<std::int16_t> out;
-    std::vector<std::int16_t> block(8192);
-    for (;;) {
-        const DWORD got = BASS_ChannelGetData(h, block.data(), static_cast<DWORD>(block.size() * 2));
-        if (got == static_cast<DWORD>(-1) || got == 0) break;
-        out.insert(out.end(), block.begin(), block.begin() + got / 2);
-    }
-    BASS_StreamFree(h);
-    return out;
-}
-
 std::size_t firstLoud(const std::vector<std::int16_t>& v) {
     const auto it = std::find_if(v.begin(), v.end(), [](std::int16_t s) { return std::abs(s) > 500; });
     return static_cast<std::size_t>(it - v.begin());

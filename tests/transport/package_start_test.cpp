@@ -26,7 +26,7 @@ class PackageStartTest : public AppFixture {
         start();
         tone = folder.path() / "tone.wav";
         testing::writeToneWav(tone, 4.0);
-        app->pending.Decrypt = [this] { unpack(); };
+        app->hooks.Decrypt = [this] { unpack(); };
     }
     // What unpacking leaves: the package's lyric in TMPK, two tracks in a mixer.
     void unpack() {

@@ -252,13 +252,13 @@ TEST_F(SongSettingsTest, MidiFileSetsTheFontTheLevelAndTheMelodyChannel) {
     EXPECT_FALSE(shown(app->ui.CmdOn));
 }
 
-// A package laid out by the test: three tracks in TMPK under one mixer, as the unpacking makes
-// them. The base track is a tone, the voice track silent, the third the count-in.
+// A package laid out by the test: three tracks in TMPK under one mixer and their strips, as the
+// unpacking makes them. The base track is a tone, the voice track silent, the third the count-in.
 class PackageSettingsTest : public SongSettingsTest {
   protected:
     void SetUp() override {
         SongSettingsTest::SetUp();
-        app->pending.Decrypt = [this] {
+        app->hooks.Decrypt = [this] {
             Session& s = app->s;
             const fs::path tmpk = folder.path() / "TMPK";
             testing::writeToneWav(tmpk / "base.wav", 6.0, 440.0);
@@ -271,7 +271,13 @@ class PackageSettingsTest : public SongSettingsTest {
                 const HSTREAM decoder = BASS_StreamCreateFile(false, path.c_str(), 0, 0, BASS_STREAM_DECODE);
                 const HSTREAM stem = BASS_FX_TempoCreate(decoder, BASS_STREAM_DECODE | BASS_FX_FREESOURCE);
                 BASS_Mixer_StreamAddChannel(s.chan, stem, 0);
-                s.stems[static_cast<std::size_t>(i++)] = stem;
+                // Each track's strip as the unpacking leaves it: level 27, its box enabled and set.
+                const auto at = static_cast<std::size_t>(i++);
+                s.stems[at] = stem;
+                s.channelStrip[at].Volume = 27;
+                app->ui.Slider2[at]->setValue(27);
+                setEnabled(app->ui.Check1[at], true);
+                app->ui.Check1[at]->setChecked(true);
             }
             s.stemCount = 3;
             setCaption(app->ui.Label3[0], "Base");

@@ -19,14 +19,6 @@ using ::testing::IsEmpty;
 const std::map<std::string, std::string> kKnowinglyEmpty = {
     // The LRC creator is not built yet.
     {"Lrc_batch", "LRC creator"},
-    // The song package is not built yet.
-    {"KillTemp", "package"},
-    {"NVKTagClear", "package"},
-    {"ClearNVK", "package"},
-    {"NVKTag", "package"},
-    {"NVKLEGGO_FILE", "package"},
-    {"Decrypt", "package"},
-    {"showForm1", "package"},
 };
 
 class HooksTest : public AppFixture {};
