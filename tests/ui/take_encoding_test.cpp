@@ -43,17 +43,19 @@ class TakeEncoding : public AppFixture {
         writeToneWav(work("TKKK/vocaltrack.wav"), 1.5, 550.0);
     }
     // A KAR song played for a second with a take armed, then stopped with its Stop button; the
-    // question at the end of the take is answered Yes; `lrcBox`: the LRC creator's box comes too.
-    void singAndStop(bool lrcBox = false) {
+    // question at the end of the take is answered Yes. The take's tracks are put down once the song
+    // is open, as the recorder puts them down: opening a song empties TKKK.
+    void singAndStop(int channels = 2) {
         const fs::path song = folder.path() / "Twinkle.kar";
         miditest::writeFile(song, karaokeMidi(twinkleSyllables(), 48));
         dialogs.answerFile(song.string());
         app->ui.CmdCarica->click();
+        writeTake(channels);
         app->ui.Cmd_play->click();
         clock.advance(1000);
         app->s.recordArmed = true;
         dialogs.answer(platform::vbYes);
-        if (lrcBox) dialogs.answer(platform::vbOK);
+        if (app->s.lrcBatch) dialogs.answer(platform::vbOK); // the LRC creator's box
         dialogs.answer(platform::vbOK);
         app->ui.Cmd_Stop->click();
     }
@@ -71,9 +73,8 @@ class TakeEncoding : public AppFixture {
 TEST_F(TakeEncoding, AYesAtTheEndOfATakeMakesBothMp3MembersThenThePackageMaker) {
     encoding::cLameEncoder* const encoder = window.parts().encoder.get();
     ASSERT_NE(encoder, nullptr) << "the window's encoder is made at start-up";
-    writeTake();
     app->s.lrcBatch = true;
-    singAndStop(true);
+    singAndStop();
 
     for (const char* member : {"TMPK/BackingTrack.MP3", "TMPK/vocaltrack.MP3"}) {
         SCOPED_TRACE(member);
@@ -97,8 +98,7 @@ TEST_F(TakeEncoding, AYesAtTheEndOfATakeMakesBothMp3MembersThenThePackageMaker) 
 }
 
 TEST_F(TakeEncoding, ARaisedErrorIsToldTheMakerDoesNotOpenAndThePointerComesBack) {
-    writeTake(1);
-    singAndStop();
+    singAndStop(1);
     EXPECT_EQ(boxTexts(), (std::vector<std::string>{"Crea NVK(SI)  Crea Wave(NO) ",
                                                     "Only stereo 16 bit wave files supported."}))
         << "no Done! after a failed encoding";
