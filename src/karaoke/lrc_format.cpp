@@ -7,10 +7,16 @@ namespace velvora::karaoke {
 
 namespace {
 
-// The text without its first character (a whole character, not a byte of it).
-std::string withoutFirstCharacter(const std::string& text) {
-    const std::u32string chars = utf8::toText32(text);
-    return chars.empty() ? std::string() : utf8::fromText32(std::u32string_view(chars).substr(1));
+// The text without its first character (a whole character, not a byte of it). A line break inside
+// a syllable (some songs start their lines with one) becomes a space: the file has one timed line
+// a line.
+std::string lineText(const std::string& text) {
+    std::u32string chars = utf8::toText32(text);
+    if (chars.empty()) return {};
+    chars.erase(0, 1);
+    for (char32_t& c : chars)
+        if (c == U'\r' || c == U'\n') c = U' ';
+    return utf8::fromText32(chars);
 }
 
 } // namespace
@@ -31,8 +37,7 @@ void Lrc_format(LrcCreatorState& lrc, std::string& channel5) {
     lrc.stampSeconds = seconds;
     if (lrc.lrcLine.empty()) return;
     channel5 += "[" + vb::Format(static_cast<double>(minutes), "00") + ":" +
-                vb::Format(static_cast<double>(seconds), "00") + "]" + withoutFirstCharacter(lrc.lrcLine) +
-                "\r\n";
+                vb::Format(static_cast<double>(seconds), "00") + "]" + lineText(lrc.lrcLine) + "\r\n";
 }
 
 } // namespace velvora::karaoke

@@ -96,6 +96,13 @@ WalkedSong walk(const std::string& b) {
     return song;
 }
 
+// Line breaks inside a line's text become spaces.
+std::string oneLine(std::string s) {
+    std::replace(s.begin(), s.end(), '\r', ' ');
+    std::replace(s.begin(), s.end(), '\n', ' ');
+    return s;
+}
+
 bool isAscii(const std::string& s) {
     return std::all_of(s.begin(), s.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
@@ -155,14 +162,14 @@ std::vector<ExpectedLine> expectedLines(const WalkedSong& song, std::size_t file
     std::size_t i = 0;
     std::string before;
     for (; i < sung.size() && !opensLine(sung[i].text); ++i) before += words(sung[i].text);
-    if (!before.empty()) out.push_back({stampAt(1), before.substr(1)});
+    if (!before.empty()) out.push_back({stampAt(1), oneLine(before.substr(1))});
     long long seconds = 1;
     while (i < sung.size()) {
         std::string line = words(sung[i].text).substr(1);
         std::size_t j = i + 1;
         for (; j < sung.size() && !opensLine(sung[j].text); ++j) line += words(sung[j].text);
         if (j - i >= 2) seconds = secondsAt(sung[i + 1].tick);
-        out.push_back({stampAt(seconds), line});
+        out.push_back({stampAt(seconds), oneLine(line)});
         i = j;
     }
     return out;
