@@ -30,7 +30,6 @@ struct App {
     Session s;
     Timers tmr;
     Hooks hooks;
-    PendingHooks pending;
 
     // The folder of the program's own files, without a separator at its end.
     std::string appFolder;

@@ -1,6 +1,6 @@
 // The only calls that do not go straight down the order of docs/structure.md: calls from the core
-// up to the subsystems above it, and the routines of subsystems that are not built yet. Each is a
-// function the window fills in (ui/wiring.cpp); one that stays empty does nothing.
+// up to the subsystems above it. Each is a function the window fills in (ui/wiring.cpp); one that
+// stays empty does nothing.
 #pragma once
 
 #include <functional>
@@ -49,14 +49,6 @@ struct Hooks {
     std::function<void()> showForm1;
 };
 
-// Routines of subsystems that are not built yet, each named as its subsystem will name it. When
-// a subsystem lands, its routines become direct calls from the transport, or upward hooks above
-// where the core calls them, and leave this struct.
-struct PendingHooks {
-    // The LRC creator, which the take's flow runs when its batch flag is set.
-    std::function<void()> Lrc_batch;
-};
-
 inline void call(const std::function<void()>& f) {
     if (f) f();
 }
@@ -65,10 +57,10 @@ inline bool ask(const std::function<bool()>& f, bool otherwise) {
     return f ? f() : otherwise;
 }
 
-// Visits every hook of both structs with its name: visit(name, hook). A hook added above must be
-// added here too; the size checks fail the build until it is.
+// Visits every hook with its name: visit(name, hook). A hook added above must be added here too;
+// the size check fails the build until it is.
 template <class Visit>
-void forEachHook(const Hooks& h, const PendingHooks& p, Visit&& visit) {
+void forEachHook(const Hooks& h, Visit&& visit) {
     static_assert(sizeof(Hooks) == 20 * sizeof(std::function<void()>), "list every Hooks member below");
     visit("confload", h.confload);
     visit("lyricSurfaceInit", h.lyricSurfaceInit);
@@ -90,10 +82,6 @@ void forEachHook(const Hooks& h, const PendingHooks& p, Visit&& visit) {
     visit("NVKLEGGO_FILE", h.NVKLEGGO_FILE);
     visit("Decrypt", h.Decrypt);
     visit("showForm1", h.showForm1);
-
-    static_assert(sizeof(PendingHooks) == 1 * sizeof(std::function<void()>),
-                  "list every PendingHooks member below");
-    visit("Lrc_batch", p.Lrc_batch);
 }
 
 } // namespace velvora

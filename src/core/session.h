@@ -4,6 +4,7 @@
 
 #include "core/staged_file.h"
 #include "core/state/capture_block.h"
+#include "core/state/lrc_state.h"
 #include "core/state/lyric_state.h"
 #include "core/state/midi_scan_state.h"
 #include "engine/api.h"
@@ -216,7 +217,8 @@ struct Session {
     bool midiLoaded = false;
     bool playStarted = false;
     bool syltPending = false;
-    // Set when a take's flow is to write the song's LRC file on its way to a package.
+    // Set by arming a take over a MIDI song: the take's flow writes the song's LRC file on its way
+    // to a package.
     bool lrcBatch = false;
     // Marks of a song that was started and of its end, raised by play and the end callback.
     bool songStartedMark = false;
@@ -240,6 +242,7 @@ struct Session {
     WordModel words;
     MidiScanState scan;
     LyricTimingState timing;
+    LrcCreatorState lrc;
     CaptureState capture;
     MixState mix;
     DigitalRecorderState digital;

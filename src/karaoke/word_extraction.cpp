@@ -4,21 +4,13 @@
 #include "core/utf8.h"
 #include "core/vb_text.h"
 #include "karaoke/karaoke_header.h"
-#include "karaoke/song_text.h"
+#include "karaoke/lyric_marks.h"
 #include "widgets/lyricpicture.h"
 #include "widgets/main_controls.h"
-
-#include <array>
 
 namespace velvora::karaoke {
 
 namespace {
-
-constexpr QWORD kNoPosition = static_cast<QWORD>(-1);
-
-bool startsWithAny(const std::string& s, const char* chars) {
-    return !s.empty() && std::string_view(chars).find(s.front()) != std::string_view::npos;
-}
 
 void extendLines(WordModel& m, int line) {
     if (line >= 0 && static_cast<std::size_t>(line) >= m.lyricLines.size())
@@ -44,35 +36,17 @@ void ScanLyricMarks(App& app) {
         return;
     }
 
-    std::array<QWORD, kTickTableSize> ticks{};
+    MarkStopRule stopRule;
     int column = 0;
     int line = 0;
     const std::size_t rounds = s.scan.midiBuffer.size();
     for (std::size_t round = 0; round <= rounds; ++round) {
         const int i = static_cast<int>(round);
         bool newLine = false;
-        // Each round probes which kind of mark carries the words: lyrics when there are at least
-        // 6, else texts when there are at least 21. The probe fills the record, so an index past
-        // the last mark leaves the probed mark in it; its tick lies behind, which ends the scan.
-        BASS_MIDI_MARK mark{};
-        DWORD type = 0;
-        if (BASS_MIDI_StreamGetMark(stream, BASS_MIDI_MARK_LYRIC, 5, &mark))
-            type = BASS_MIDI_MARK_LYRIC;
-        else if (BASS_MIDI_StreamGetMark(stream, BASS_MIDI_MARK_TEXT, 20, &mark))
-            type = BASS_MIDI_MARK_TEXT;
-        if (type) BASS_MIDI_StreamGetMark(stream, type, static_cast<DWORD>(i), &mark);
-        std::string text = type && mark.text ? vb::UpperText(songText(app, mark.text)) : std::string();
-
-        QWORD tick = 0;
-        if (type && BASS_ChannelSetPosition(stream, mark.pos, BASS_POS_BYTE)) {
-            const QWORD t = BASS_ChannelGetPosition(stream, BASS_POS_MIDI_TICK);
-            if (t != kNoPosition) tick = t;
-        }
-        if (i >= 25) {
-            if (i > kLastMarkIndex) break;
-            ticks[static_cast<std::size_t>(i)] = tick;
-            if (tick < ticks[static_cast<std::size_t>(i - 1)]) break;
-        }
+        LyricMark mark = ReadLyricMark(app, stream, i);
+        if (stopRule.ends(i, mark.tick)) break;
+        std::string& text = mark.text;
+        const QWORD tick = mark.tick;
         if (text.empty()) {
             m.lyricsPresent = false;
             BASS_StreamFree(stream);
@@ -86,7 +60,7 @@ void ScanLyricMarks(App& app) {
             newLine = true;
             extendLines(m, line);
         }
-        if (startsWithAny(text, "/\\<")) {
+        if (startsWithLineBreak(text)) {
             column = 0;
             text = vb::Mid(text, 2); // the mark is one byte
             ++line;

@@ -15,8 +15,4 @@ void ScanLyricMarks(App& app);
 // Copies the assembled lines to the lines the painter shows.
 void PublishLyricLines(App& app);
 
-// Word indexes run up to 851; the tick table that ends the scan has 1501 entries.
-constexpr int kLastMarkIndex = 850;
-constexpr int kTickTableSize = 1501;
-
 } // namespace velvora::karaoke

@@ -44,6 +44,8 @@ void CmdRec_Click(App& app) {
     // An audio song's take ends through CmdStw alone.
     if (kind != "mid" && kind != "kar") setEnabled(ui.Cmd_Stop, false);
     s.recordArmed = true;
+    // A MIDI song's take carries its lyric into the package: the take's flow writes the LRC file.
+    s.lrcBatch = kind == "mid" || kind == "kar";
     setShown(ui.LblTm[0], true);
     setShown(ui.LblTm[1], true);
     setEnabled(ui.cmdplaystop, true);

@@ -8,6 +8,7 @@
 #include "encoding/raised_error.h"
 #include "explorer/explorer_window.h"
 #include "karaoke/channel_strip.h"
+#include "karaoke/lrc_creator.h"
 #include "karaoke/lyric_painter.h"
 #include "karaoke/lyric_printing.h"
 #include "karaoke/lyric_timing.h"
@@ -65,7 +66,7 @@ bool runMp3Enc(App& app, WindowParts& parts) {
                             app.sys.clock,
                             app.ui.Pbregg,
                             app.s.lrcBatch,
-                            [&app] { call(app.pending.Lrc_batch); },
+                            [&app] { karaoke::Lrc_batch(app); },
                             [&app] { call(app.hooks.showForm1); }};
     // With a measured round trip the package's voice is the copy that lines up with the backing.
     job.vocalWav = recording::alignedVocalTrack(app);
@@ -82,7 +83,7 @@ bool runMp3Enc(App& app, WindowParts& parts) {
     }
 }
 
-// The calls that go up from the core; the pending hooks wait for their subsystems.
+// The calls that go up from the core.
 void wireHooks(App& app, WindowParts& parts, explorer::ExplorerWindow& explorer) {
     Hooks& h = app.hooks;
     h.confload = [&app] {
@@ -266,6 +267,7 @@ void wire(App& app, WindowParts& parts, explorer::ExplorerWindow& explorer) {
     onEach(app.ui.Check1, &QCheckBox::toggled, app, &karaoke::Check1_Click);
     on(app.ui.CmdOn, &QPushButton::clicked, app, &karaoke::CmdOn_Click);
     on(app.ui.CmdOff, &QPushButton::clicked, app, &karaoke::CmdOff_Click);
+    on(app.ui.Command2, &QPushButton::clicked, app, &karaoke::Lrc_batch);
     on(app.ui.CmdPrint, &QPushButton::clicked, [&app] {
         const std::unique_ptr<platform::Printer> printer = app.sys.printers.open();
         karaoke::CmdPrint(app, *printer);

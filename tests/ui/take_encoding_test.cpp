@@ -1,6 +1,7 @@
 // The encoder as the window wires it: made at start-up, reached from the end of a take through the
-// Mp3Enc hook (the recorder arms the take; here the test does), and the "Wav to Mp3" entry that
-// starts the converter from the executable's folder.
+// Mp3Enc hook (the recorder arms the take; here the test does), the LRC file written on the way
+// when the batch flag is set, and the "Wav to Mp3" entry that starts the converter from the
+// executable's folder.
 #include "encoding/lame_encoder.h"
 #include "encoding/mp3_frames.h"
 #include "encoding/wav_bytes.h"
@@ -28,8 +29,8 @@ class TakeEncoding : public AppFixture {
         app->hooks.showForm1 = [this] {
             ++form1Shown;
             cursorAtForm1 = QApplication::overrideCursor() != nullptr;
+            lrcAtForm1 = fs::exists(work("syncro.lrc"));
         };
-        app->pending.Lrc_batch = [this] { ++lrcRuns; };
     }
     void TearDown() override {
         while (QApplication::overrideCursor()) QApplication::restoreOverrideCursor();
@@ -54,6 +55,7 @@ class TakeEncoding : public AppFixture {
         clock.advance(1000);
         app->s.recordArmed = true;
         dialogs.answer(platform::vbYes);
+        if (app->s.lrcBatch) dialogs.answer(platform::vbOK); // the LRC creator's box
         dialogs.answer(platform::vbOK);
         app->ui.Cmd_Stop->click();
     }
@@ -65,7 +67,7 @@ class TakeEncoding : public AppFixture {
     }
     int form1Shown = 0;
     bool cursorAtForm1 = true;
-    int lrcRuns = 0;
+    bool lrcAtForm1 = false;
 };
 
 TEST_F(TakeEncoding, AYesAtTheEndOfATakeMakesBothMp3MembersThenThePackageMaker) {
@@ -85,9 +87,10 @@ TEST_F(TakeEncoding, AYesAtTheEndOfATakeMakesBothMp3MembersThenThePackageMaker) 
     }
     EXPECT_EQ(form1Shown, 1);
     EXPECT_FALSE(cursorAtForm1) << "the pointer is back before the maker shows";
-    EXPECT_EQ(lrcRuns, 1);
+    EXPECT_TRUE(lrcAtForm1) << "the maker reads the LRC file when it loads";
     EXPECT_FALSE(app->s.lrcBatch);
-    EXPECT_EQ(boxTexts(), (std::vector<std::string>{"Crea NVK(SI)  Crea Wave(NO) ", "Done!"}));
+    EXPECT_EQ(boxTexts(),
+              (std::vector<std::string>{"Crea NVK(SI)  Crea Wave(NO) ", "Done! LRC Creator", "Done!"}));
     EXPECT_EQ(window.parts().encoder.get(), encoder) << "one encoder for the window's life";
     // The take itself stays where the recorder left it.
     EXPECT_TRUE(fs::exists(work("TKKK/BackingTrack.WAV")));
