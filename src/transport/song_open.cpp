@@ -8,6 +8,7 @@
 #include "core/startup.h"
 #include "core/vb_text.h"
 #include "karaoke/word_extraction.h"
+#include "package/cdg_zip.h"
 #include "settings/app_settings.h"
 #include "transport/audio_path.h"
 #include "transport/midi_path.h"
@@ -102,9 +103,21 @@ void leaveUnopened(App& app, Road road) {
 }
 
 // A CD+G song is its graphics file with the MP3 of the same name beside it; the song is named by
-// the graphics file, so either of the two chosen gives the same song. A graphics file alone is
-// refused with a box; the chosen file becomes "".
+// the graphics file, so either of the two chosen gives the same song. A ZIP file holding the two
+// is unpacked into the program's own CDGZIP folder and the song is the graphics file there. A
+// graphics file alone, or a ZIP file that holds no such pair, is refused with a box; the chosen
+// file becomes "".
 std::string songOfChosen(App& app, const std::string& chosen) {
+    if (vb::LCase(vb::Ext3(chosen)) == "zip") {
+        std::string problem;
+        const std::string graphics =
+            package::UnpackCdgSong(chosen, std::filesystem::path(app.appFolder) / "CDGZIP", problem);
+        if (graphics.empty())
+            app.sys.dialogs.msgBox("The ZIP file " + GetFileName(chosen) +
+                                       " holds no CD+G song to open: " + problem + ".",
+                                   platform::vbExclamation, "Velvora");
+        return graphics;
+    }
     if (isCdgSong(chosen)) {
         if (!songAudioFile(chosen).empty()) return chosen;
         app.sys.dialogs.msgBox("The CD+G file " + GetFileName(chosen) +

@@ -9,6 +9,7 @@
 #include "encoding/wav_to_mp3.h"
 #include "engine/api.h"
 #include "karaoke/cdg_graphics.h"
+#include "package/raw_zip.h"
 #include "support/app_fixture.h"
 #include "support/song_files.h"
 #include "support/user_input.h"
@@ -23,6 +24,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 namespace velvora::testing {
 namespace {
@@ -87,6 +89,10 @@ class CdgSong : public AppFixture {
         return checked;
     }
 
+  public:
+    fs::path folderPath() const { return folder.path(); }
+
+  protected:
     CdgWriter::Bytes graphics;
 };
 
@@ -203,6 +209,99 @@ TEST_F(CdgSong, AGraphicsFileAloneSaysSoAndOpensNothing) {
     EXPECT_FALSE(app->s.cdgGraphics);
     EXPECT_FALSE(app->ui.CmdPlw->isEnabled());
     EXPECT_TRUE(app->ui.CmdCarica->isEnabled()) << "Load can try again";
+}
+
+// The pair zipped as singers keep them, the loose files gone; the archive's path.
+fs::path zipPair(CdgSong& t, const fs::path& cdgPath, const std::string& folderInZip) {
+    const fs::path mp3 = t.folderPath() / "Night Train.mp3";
+    const fs::path zipPath = t.folderPath() / "Night Train.zip";
+    packagetest::RawZip zip(zipPath);
+    zip.add(folderInZip + "Night Train.MP3", packagetest::readBytes(mp3));
+    zip.add(folderInZip + "Night Train.cdg", packagetest::readBytes(cdgPath));
+    zip.close();
+    fs::remove(mp3);
+    fs::remove(cdgPath);
+    return zipPath;
+}
+
+TEST_F(CdgSong, AZipOfTheTwoOpensFromTheProgramsOwnFolderAndPlaysWithItsGraphics) {
+    start();
+    const fs::path zipPath = zipPair(*this, writePair(), "Karaoke/");
+    openAndPlay(zipPath);
+    const fs::path unpacked = fs::path(app->appFolder) / "CDGZIP";
+    EXPECT_EQ(app->s.FileName, (unpacked / "Night Train.cdg").string());
+    EXPECT_TRUE(fs::exists(unpacked / "Night Train.mp3"))
+        << "the MP3 beside its graphics, under the graphics' name";
+    EXPECT_EQ(caption(app->ui.lblTime), "0:10");
+    EXPECT_GT(playChecking(2000), 150);
+    EXPECT_EQ(app->ui.Picture3->image(), expectedPage(static_cast<std::size_t>(app->s.cdgShownPacket)));
+    EXPECT_TRUE(dialogs.unexpected().empty());
+    app->ui.CmdStw->click();
+}
+
+TEST_F(CdgSong, AZipWithoutAPairOrWithHostileMembersSaysWhyAndWritesNothingOutside) {
+    start();
+    const fs::path cdgPath = writePair();
+    const std::string mp3 = packagetest::readBytes(folder.path() / "Night Train.mp3");
+    const std::string cdg = packagetest::readBytes(cdgPath);
+    const fs::path unpacked = fs::path(app->appFolder) / "CDGZIP";
+    struct Case {
+        std::string name;
+        std::function<void(packagetest::RawZip&)> fill;
+        std::string why;
+    };
+    const std::vector<Case> cases = {
+        {"two.zip",
+         [&](auto& z) {
+             z.add("a.mp3", mp3);
+             z.add("b.mp3", mp3);
+         },
+         "holds 2 MP3 and 0 CD+G"},
+        {"link.zip",
+         [&](auto& z) {
+             z.add("s.mp3", mp3);
+             z.link("s.cdg", "/etc/passwd");
+         },
+         "unpacked safely"},
+        {"bomb.zip",
+         [&](auto& z) {
+             z.add("s.mp3", std::string(32 << 20, '\0'));
+             z.add("s.cdg", cdg);
+         },
+         "unpacked safely"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const fs::path zipPath = folder.path() / "hostile" / c.name;
+        fs::create_directories(zipPath.parent_path());
+        packagetest::RawZip zip(zipPath);
+        c.fill(zip);
+        zip.close();
+        dialogs.clear();
+        dialogs.answerFile(zipPath.string());
+        dialogs.answer(platform::vbOK);
+        app->ui.CmdCarica->click();
+        ASSERT_EQ(dialogs.shown().size(), 2u);
+        const std::string& box = dialogs.shown()[1].text;
+        EXPECT_NE(box.find("The ZIP file " + c.name + " holds no CD+G song to open"), std::string::npos)
+            << box;
+        EXPECT_NE(box.find(c.why), std::string::npos) << box;
+        EXPECT_TRUE(app->s.FileName.empty());
+        EXPECT_FALSE(app->ui.CmdPlw->isEnabled());
+        EXPECT_TRUE(fs::is_empty(unpacked)) << "nothing is left half unpacked";
+    }
+    // Names that climb out or are absolute are kept flat inside the folder: the pair opens.
+    const fs::path climbing = folder.path() / "hostile" / "climb.zip";
+    packagetest::RawZip zip(climbing);
+    zip.add("../../up.mp3", mp3);
+    zip.add("/tmp/velvora-abs.cdg", cdg);
+    zip.close();
+    openAndPlay(climbing);
+    EXPECT_EQ(app->s.FileName, (unpacked / "velvora-abs.cdg").string());
+    EXPECT_FALSE(fs::exists("/tmp/velvora-abs.cdg"));
+    EXPECT_FALSE(fs::exists(folder.path() / "up.mp3"));
+    EXPECT_FALSE(fs::exists(folder.path().parent_path() / "up.mp3"));
+    app->ui.CmdStw->click();
 }
 
 } // namespace
