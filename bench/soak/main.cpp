@@ -182,16 +182,24 @@ int main() {
     std::size_t glitches = std::max<std::size_t>(1, ref.frames / (kRate / 2));
     std::vector<double> lateness;
     if (start >= 0) {
-        const auto bad = pulsetest::badWindows(rec, ref, static_cast<std::size_t>(start));
-        const auto breaks = pulsetest::breaksNotInReference(rec, ref, static_cast<std::size_t>(start));
+        // A dropout delays the rest of the song in the recording: the comparison follows it, so
+        // that one dropout counts once and not as every half second after it.
+        const auto pieces = pulsetest::followAlignment(rec, ref, static_cast<std::size_t>(start));
+        const auto bad = pulsetest::badWindows(rec, ref, pieces);
+        const auto breaks = pulsetest::breaksNotInReference(rec, ref, pieces);
         glitches = bad.size() + breaks.size();
+        std::printf("the song slipped in the recording %zu times\n", pieces.size() - 1);
+        for (std::size_t k = 1; k < pieces.size() && k <= 8; ++k)
+            std::printf("  at %.2f s of the song by %+ld frames\n",
+                        static_cast<double>(pieces[k].refFrom) / kRate,
+                        pieces[k].offset - pieces[k - 1].offset);
         std::printf("half seconds unlike the render: %zu; silences the render does not hold: %zu %s\n",
                     bad.size(), breaks.size(),
                     pulsetest::describe(breaks, static_cast<std::size_t>(start)).c_str());
         std::lock_guard lock(syncs.lock);
         for (const auto& [index, when] : syncs.seen) {
             if (index >= markFrames.size()) continue;
-            const auto heard = recorder.heardAt(static_cast<std::size_t>(start) + markFrames[index]);
+            const auto heard = recorder.heardAt(pulsetest::placeInRecording(pieces, markFrames[index]));
             lateness.push_back(std::chrono::duration<double, std::milli>(when - heard).count());
         }
         std::printf(

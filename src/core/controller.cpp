@@ -19,6 +19,14 @@ bool isPackageSong(const std::string& fileName) {
     return vb::UCase(vb::Ext3(fileName)) == "NVK";
 }
 
+bool isCdgSong(const std::string& fileName) {
+    return vb::LCase(vb::Ext3(fileName)) == "cdg";
+}
+
+std::string songAudioFile(const std::string& fileName) {
+    return isCdgSong(fileName) ? twinBeside(fileName, ".mp3") : fileName;
+}
+
 void dmenu(App& app) {
     setEnabled(app.ui.MnuOpenSong, false);
     setEnabled(app.ui.CmdCarica, false);

@@ -10,6 +10,10 @@ namespace velvora {
 // Song kinds, told by the last three characters of the file name alone.
 bool isMidiSong(const std::string& fileName);    // "mid" or "kar", any case
 bool isPackageSong(const std::string& fileName); // "NVK", any case
+bool isCdgSong(const std::string& fileName);     // "cdg", any case: graphics over an MP3 twin
+// The file whose sound a song of the audio road plays: a CD+G song's MP3 twin beside it ("" when
+// it has gone), any other song's own file.
+std::string songAudioFile(const std::string& fileName);
 
 void dmenu(App& app);
 void dismenu(App& app);

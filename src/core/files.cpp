@@ -77,6 +77,22 @@ std::string resolveCaseInsensitive(const std::string& folder, const std::string&
     return current.string();
 }
 
+std::string twinBeside(const std::string& path, const std::string& extension) {
+    const fs::path given(path);
+    const fs::path folder = given.has_parent_path() ? given.parent_path() : fs::path(".");
+    const std::string stem = given.stem().string();
+    const std::string wanted = vb::LCase(extension);
+    std::error_code ec;
+    for (const auto& entry : fs::directory_iterator(folder, ec)) {
+        const fs::path& candidate = entry.path();
+        if (candidate.stem().string() != stem || vb::LCase(candidate.extension().string()) != wanted)
+            continue;
+        if (!entry.is_regular_file(ec)) continue;
+        return (given.has_parent_path() ? candidate : candidate.filename()).string();
+    }
+    return {};
+}
+
 void deleteFiles(const std::string& folder, const std::string& mask) {
     // As on the system the program comes from, "*.*" takes every file, dotted or not.
     const bool all = mask == "*.*" || mask == "*";

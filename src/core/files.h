@@ -18,6 +18,10 @@ bool EsisteFile(const std::string& path);
 // absent (the program names some of its work files and folders in more than one case).
 std::string resolveCaseInsensitive(const std::string& folder, const std::string& relative);
 
+// The file beside `path` with the same name and the extension `extension` (given with its dot,
+// matched in any case), or "" when there is none. The stem itself is matched exactly.
+std::string twinBeside(const std::string& path, const std::string& extension);
+
 // Joins with the platform separator; `relative` may use "\" or "/".
 std::string joinPath(const std::string& folder, const std::string& relative);
 

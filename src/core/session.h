@@ -13,10 +13,15 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace velvora {
+
+namespace cdg {
+class Decoder;
+}
 
 // A boolean of the program: 0 false, -1 true.
 using VBool = std::int16_t;
@@ -58,6 +63,11 @@ struct WordModel {
 // touches the block and its length, on the engine's capture thread; the window's thread reads
 // them once BASS_ChannelStop has returned (it waits for a running callback) or once the callback
 // has cleared `recChan` on its way out.
+struct LatencyCalibration {
+    double roundTripMs = 0;
+    double spreadMs = 0;
+};
+
 struct CaptureState {
     std::int32_t recBufStep = 0;
     CaptureBlock recBuffer; // empty: none
@@ -70,6 +80,9 @@ struct CaptureState {
     // stopped); none when the journal is off or could not be made.
     std::unique_ptr<CaptureJournal> journal;
     bool journalOn = true;
+    // The measured round trip from the output to the input (latency.vrk); none: takes are mixed
+    // as they were captured.
+    std::optional<LatencyCalibration> calibration;
 };
 
 // The mixdowns: where the render stands, the running flag of each of the two, and the output file
@@ -178,6 +191,9 @@ struct Session {
     std::string lyrics;
     std::int32_t lyricPos = 0;
     bool hasTagLyrics = false;
+    // A CD+G song's graphics, and the packet count of the frame on the lyric page (-1: none yet).
+    std::shared_ptr<cdg::Decoder> cdgGraphics;
+    std::int64_t cdgShownPacket = -1;
     bool explorerOpen = false;
     std::int32_t inputIndex = -1;
 

@@ -42,7 +42,7 @@ void Mp3Enc(Mp3EncJob& job) {
     timedSteps(job, {20, 40, 60, 100});
     encodeTrack(job, "BackingTrack.wav", "BackingTrack.MP3", 2);
     timedSteps(job, {30, 60, 100});
-    encodeTrack(job, "vocaltrack.wav", "vocaltrack.MP3", 1);
+    encodeTrack(job, job.vocalWav, "vocaltrack.MP3", 1);
     timedSteps(job, {30, 60, 100});
     if (job.lrcBatch && job.Lrc_batch) job.Lrc_batch();
     job.lrcBatch = false;

@@ -28,6 +28,8 @@ struct Mp3EncJob {
     std::function<void()> Lrc_batch;
     // Shows the package maker and returns when it is closed.
     std::function<void()> showForm1;
+    // The vocal track to encode, a name inside TKKK.
+    std::string vocalWav = "vocaltrack.wav";
 };
 
 // Encodes the backing track (twice in a row, the second run replacing the first) and the vocal

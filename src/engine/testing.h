@@ -30,6 +30,12 @@ void setVirtualInputs(std::vector<VirtualInput> inputs);
 void pushCaptureInput(const std::vector<std::int16_t>& stereo);
 // Drops what is still queued.
 void clearCaptureInput();
+// What the virtual input hears besides the queue: with `on`, the mix the virtual device just
+// played, as a microphone before a loudspeaker would.
+void hearOutputOnInput(bool on);
+// The time sound takes to reach a capture on the virtual input, in frames at 44100 Hz: a capture
+// that starts gets this much silence first, and everything it hears comes this much later.
+void setVirtualInputDelay(unsigned frames);
 
 // Renders `frames` frames of the mix on the virtual device and runs what falls due meanwhile: in
 // blocks of 512 frames, the decoding ahead of every playing channel (with its mix-time syncs), the

@@ -2,6 +2,7 @@
 
 #include "core/utf8.h"
 #include "core/vb_text.h"
+#include "karaoke/line_images.h"
 #include "karaoke/painter_setup.h"
 #include "widgets/lyricpicture.h"
 #include "widgets/main_controls.h"
@@ -232,6 +233,12 @@ bool composePage(const App& app, const std::string& word, std::int32_t column, L
     return true;
 }
 
+// The lines drawn lately on either surface, kept as images (GUI thread only).
+LineImages& lineImages() {
+    static LineImages kept(24);
+    return kept;
+}
+
 // Draws the page on `img`, each slot in the font `preset` gives (made narrower, never lower, until
 // the line fits), in the painter's colours.
 void drawPage(const LyricPage& page, QImage& img, PainterState& p, FontSpec& f,
@@ -273,11 +280,11 @@ void drawPage(const LyricPage& page, QImage& img, PainterState& p, FontSpec& f,
         std::uint32_t colour = p.nextPairColour;
         if (k == 0) colour = page.currentSlot == 0 ? p.lineColour : p.sungColour;
         if (k == 1) colour = p.lineColour;
-        painter.setPen(fromBgr(colour));
-        painter.drawText(rect, Qt::AlignLeft | Qt::AlignTop, text);
-        if (k == page.currentSlot) {
-            painter.setPen(fromBgr(p.sungColour));
-            painter.drawText(rect, Qt::AlignLeft | Qt::AlignTop, page.prefix);
+        lineImages().draw(painter, rect, text, font, fromBgr(colour));
+        if (k == page.currentSlot && !page.prefix.isEmpty()) {
+            // The sung part: the same line in the sung colour, as far as the prefix reaches.
+            const int sung = QFontMetrics(font, &img).horizontalAdvance(page.prefix);
+            lineImages().draw(painter, rect, text, font, fromBgr(p.sungColour), std::max(1, sung));
         }
     }
 }

@@ -1,5 +1,6 @@
 #include "karaoke/lyric_timing.h"
 
+#include "karaoke/cdg_graphics.h"
 #include "karaoke/lyric_painter.h"
 #include "widgets/main_controls.h"
 
@@ -78,6 +79,7 @@ void SampleLyricClock(App& app, const std::function<double()>& positionSeconds) 
 }
 
 void tmrSYLTmp3_Timer(App& app) {
+    ShowCdgFrame(app);
     const DWORD handle = LyricClockHandle(app);
     const QWORD bytes = BASS_ChannelGetPosition(handle, BASS_POS_BYTE);
     // The position goes through a 32-bit integer (the failure value -1 passes as it is); a

@@ -1,5 +1,6 @@
 #include "metering/bpm.h"
 
+#include "core/controller.h"
 #include "core/controls.h"
 #include "core/mod_bass.h"
 #include "core/vb_text.h"
@@ -40,7 +41,7 @@ void showBPM(App& app) {
 void GetBPM(App& app, int reload, double startSec, double endSec, DWORD minMaxBPM) {
     BpmState& bpm = app.s.bpm;
     if (reload != 0) {
-        bpm.bpmChan = modBass::StreamCreateFile(app.s.FileName, BASS_STREAM_DECODE);
+        bpm.bpmChan = modBass::StreamCreateFile(songAudioFile(app.s.FileName), BASS_STREAM_DECODE);
         if (!bpm.bpmChan) bpm.bpmChan = modBass::MusicLoad(app.s.FileName, 0x220000, 0);
     }
     if (!bpm.bpmChan) return;

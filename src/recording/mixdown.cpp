@@ -6,6 +6,7 @@
 #include "core/startup.h"
 #include "core/vb_text.h"
 #include "recording/capture.h"
+#include "recording/latency_calibration.h"
 #include "recording/take_session.h"
 #include "recording/wav_header.h"
 #include "widgets/main_controls.h"
@@ -102,6 +103,10 @@ void AudioMixer(App& app) {
     const HSTREAM backing = modBass::StreamCreateFile(backingTrackPath(app), kDecodeFloat);
     BASS_Mixer_StreamAddChannel(m.liveStream, backing, 0);
     const HSTREAM voice = modBass::StreamCreateFile(vocalTrackPath(app), kDecodeFloat);
+    // The voice came back the measured round trip after the backing was heard: read it that
+    // much earlier.
+    if (const std::uint32_t shift = voiceShiftFrames(app); shift && voice)
+        BASS_ChannelSetPosition(voice, BASS_ChannelSeconds2Bytes(voice, shift / 44100.0), BASS_POS_BYTE);
     BASS_Mixer_StreamAddChannel(m.liveStream, voice, 0);
     if (toggleRunning(app, TakeMix)) render(app, m.liveStream, TakeMix);
     m.mixRunning[TakeMix] = false;

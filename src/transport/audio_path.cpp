@@ -6,6 +6,7 @@
 #include "core/song_state.h"
 #include "core/startup.h"
 #include "effects/effects.h"
+#include "karaoke/cdg_graphics.h"
 #include "karaoke/lrc_reader.h"
 #include "karaoke/sylt_lyrics.h"
 #include "settings/song_settings.h"
@@ -144,8 +145,15 @@ void audioBranch(App& app) {
     s.songTitle = titleOf(s.FileName);
     setCaption(ui.LabelSongLength, s.songTitle);
     s.lyricPos = 0;
-    karaoke::Load_File_Tags(app);
-    if (!s.hasTagLyrics) {
+    if (isCdgSong(s.FileName)) {
+        // The graphics are the song's lyrics: its MP3's tag is not read for words.
+        app.tmr.Timer1->setEnabled(false);
+        app.tmr.tmrSYLTmp3->setEnabled(false);
+        karaoke::LoadCdgGraphics(app);
+    } else {
+        karaoke::Load_File_Tags(app);
+    }
+    if (!s.hasTagLyrics && !s.cdgGraphics) {
         karaoke::SyltContr(app);
         if (s.syltPending) karaoke::Mp3Sylt(app);
     }

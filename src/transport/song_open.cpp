@@ -30,7 +30,8 @@ bool reopens(Road road) {
     return road == Road::Reopen || road == Road::Queued;
 }
 
-const char* const kLoadFilter = "Files (mid/midi/kar/mp3/NVK/wav)|*.mid;*.midi;*.kar;*.mp3;*.NVK;*.wav";
+const char* const kLoadFilter = "Files (mid/midi/kar/mp3/NVK/wav)|*.mid;*.midi;*.kar;*.mp3;*.NVK;*.wav"
+                                "|CD+G songs (cdg/zip)|*.cdg;*.zip";
 const char* const kMenuFilter = "MIDI files (mid/midi/kar/mp3/wav)|*.mid;*.midi;*.kar;*.mp3;*.wav";
 
 void neutralControls(App& app, Road road) {
@@ -87,6 +88,37 @@ void openMidi(App& app, Road road) {
     setShown(ui.CmdOff, false);
 }
 
+// The dialog's road when nothing is opened.
+void leaveUnopened(App& app, Road road) {
+    auto& ui = app.ui;
+    if (road == Road::Load) {
+        showSongState(app, SongState::Empty);
+        setEnabled(ui.BtnMix, false);
+        setEnabled(ui.MnuOpenSong, true);
+    } else {
+        // The menu road leaves Load as it stands: off, so only the menu can try again.
+        setEnabled(ui.Cmd_play, false);
+    }
+}
+
+// A CD+G song is its graphics file with the MP3 of the same name beside it; the song is named by
+// the graphics file, so either of the two chosen gives the same song. A graphics file alone is
+// refused with a box; the chosen file becomes "".
+std::string songOfChosen(App& app, const std::string& chosen) {
+    if (isCdgSong(chosen)) {
+        if (!songAudioFile(chosen).empty()) return chosen;
+        app.sys.dialogs.msgBox("The CD+G file " + GetFileName(chosen) +
+                                   " has no MP3 of the same name beside it: the song cannot be opened.",
+                               platform::vbExclamation, "Velvora");
+        return {};
+    }
+    if (vb::LCase(vb::Ext3(chosen)) == "mp3") {
+        const std::string graphics = twinBeside(chosen, ".cdg");
+        if (!graphics.empty()) return graphics;
+    }
+    return chosen;
+}
+
 // `given`, when there is one, stands for the dialog's answer and the dialog is not shown.
 void open(App& app, Road road, const std::string* given = nullptr) {
     Session& s = app.s;
@@ -108,6 +140,7 @@ void open(App& app, Road road, const std::string* given = nullptr) {
     neutralControls(app, road);
     if (road == Road::Load) call(app.pending.NVKTagClear);
     Clear(app);
+    s.cdgGraphics.reset();
     s.midiLoaded = false;
     setEnabled(ui.CmdPlw, false);
     setEnabled(ui.CmdStw, false);
@@ -142,22 +175,16 @@ void open(App& app, Road road, const std::string* given = nullptr) {
         request.flags = platform::ofnExplorer | platform::ofnFileMustExist | platform::ofnHideReadOnly;
         request.initialFolder = s.dialogFolder;
         const std::optional<std::string> chosen = given ? *given : app.sys.dialogs.openFile(request);
-        if (!chosen) {
-            if (road == Road::Load) {
-                showSongState(app, SongState::Empty);
-                setEnabled(ui.BtnMix, false);
-                setEnabled(ui.MnuOpenSong, true);
-            } else {
-                // The menu road leaves Load as it stands: off, so only the menu can try again.
-                setEnabled(ui.Cmd_play, false);
-            }
+        const std::string song = chosen ? songOfChosen(app, *chosen) : std::string();
+        if (song.empty()) {
+            leaveUnopened(app, road);
             return;
         }
-        s.dialogFolder = std::filesystem::path(*chosen).parent_path().string();
-        s.dialogFileName = *chosen;
+        s.dialogFolder = std::filesystem::path(song).parent_path().string();
+        s.dialogFileName = song;
         ui.LyricsRef->clear();
         s.hasTagLyrics = false;
-        s.FileName = *chosen;
+        s.FileName = song;
     }
 
     if (!isMidiSong(s.FileName)) {

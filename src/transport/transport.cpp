@@ -215,6 +215,8 @@ void CmdPlw_Click(App& app) {
         app.tmr.Timer1->setEnabled(true);
         app.tmr.tmrSYLTmp3->setEnabled(true);
     }
+    // A CD+G song's frames follow the same clock as the words of a tag.
+    if (s.cdgGraphics) app.tmr.tmrSYLTmp3->setEnabled(true);
     setEnabled(ui.CmdPlw, false);
     setEnabled(ui.CmdStw, true);
     setEnabled(ui.CmdRec, false);
@@ -222,7 +224,8 @@ void CmdPlw_Click(App& app) {
     app.tmr.tmrPlaybackPosition->setEnabled(true);
 
     BASS_SetConfig(BASS_CONFIG_FLOATDSP, 1);
-    const HSTREAM decoder = modBass::StreamCreateFile(s.FileName, BASS_STREAM_DECODE | s.floatFlag);
+    const HSTREAM decoder =
+        modBass::StreamCreateFile(songAudioFile(s.FileName), BASS_STREAM_DECODE | s.floatFlag);
     s.chan = BASS_FX_TempoCreate(decoder, BASS_FX_FREESOURCE | BASS_SAMPLE_LOOP);
     setEndSync(app);
     const double seconds = BASS_ChannelBytes2Seconds(s.chan, BASS_ChannelGetLength(s.chan, BASS_POS_BYTE));

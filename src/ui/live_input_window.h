@@ -30,8 +30,11 @@ class LiveSpecWindow {
     QDialog& dialog() { return *dialog_; }
     widgets::LiveSpecControls& controls() { return *controls_; }
     metering::LiveSpec& routines() { return *live_; }
+    // The latency button: measures the round trip, shows it, and keeps it in latency.vrk.
+    void CmdLatency_Click();
 
   private:
+    App& app_;
     std::unique_ptr<QDialog> dialog_;
     std::unique_ptr<widgets::LiveSpecControls> controls_;
     std::unique_ptr<metering::LiveSpec> live_;

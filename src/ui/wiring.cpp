@@ -20,10 +20,12 @@
 #include "metering/palette.h"
 #include "recording/capture.h"
 #include "recording/digital_recorder.h"
+#include "recording/latency_calibration.h"
 #include "recording/mixdown.h"
 #include "recording/take_recovery.h"
 #include "recording/take_session.h"
 #include "settings/app_settings.h"
+#include "settings/latency_file.h"
 #include "settings/song_settings.h"
 #include "transport/level_controls.h"
 #include "transport/playlist.h"
@@ -65,6 +67,8 @@ bool runMp3Enc(App& app, WindowParts& parts) {
                             app.s.lrcBatch,
                             [&app] { call(app.pending.Lrc_batch); },
                             [&app] { call(app.pending.showForm1); }};
+    // With a measured round trip the package's voice is the copy that lines up with the backing.
+    job.vocalWav = recording::alignedVocalTrack(app);
     try {
         encoding::Mp3Enc(job);
         return true;
@@ -81,7 +85,10 @@ bool runMp3Enc(App& app, WindowParts& parts) {
 // The calls that go up from the core; the pending hooks wait for their subsystems.
 void wireHooks(App& app, WindowParts& parts, explorer::ExplorerWindow& explorer) {
     Hooks& h = app.hooks;
-    h.confload = [&app] { settings::confload(app); };
+    h.confload = [&app] {
+        settings::confload(app);
+        settings::latencyLoad(app);
+    };
     h.lyricSurfaceInit = [&app] { karaoke::SetupLyricSurface(app); };
     h.painterFontStage = [&app] { karaoke::PainterFontStage(app, 1); };
     h.spectrumInit = [&app] { metering::InitSpectrum(app); };

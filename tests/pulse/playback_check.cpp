@@ -83,17 +83,78 @@ long findStart(const Stereo& rec, const Stereo& ref, std::size_t matchFrames, st
     return best;
 }
 
+namespace {
+
+double windowEnergy(const Stereo& ref, std::size_t from) {
+    double energy = 0;
+    for (std::size_t i = from; i < from + kWindow; ++i)
+        energy += ref.at(i, 0) * ref.at(i, 0) + ref.at(i, 1) * ref.at(i, 1);
+    return std::sqrt(energy / (2.0 * kWindow));
+}
+
+// The piece that holds reference frame `refFrame`.
+const Piece& pieceOf(const std::vector<Piece>& pieces, std::size_t refFrame) {
+    std::size_t k = 0;
+    while (k + 1 < pieces.size() && pieces[k + 1].refFrom <= refFrame) ++k;
+    return pieces[k];
+}
+
+// Correlation of a window against the recording at `offset` (which may point before the recording).
+double correlationAt(const Stereo& rec, const Stereo& ref, long offset, std::size_t from, std::size_t count) {
+    if (offset < 0) return 0;
+    return correlation(rec, ref, static_cast<std::size_t>(offset), from, count);
+}
+
+} // namespace
+
 std::vector<std::size_t> badWindows(const Stereo& rec, const Stereo& ref, std::size_t start, double minimum,
                                     double quiet) {
+    return badWindows(rec, ref, {{0, static_cast<long>(start)}}, minimum, quiet);
+}
+
+std::vector<std::size_t> badWindows(const Stereo& rec, const Stereo& ref, const std::vector<Piece>& pieces,
+                                    double minimum, double quiet) {
     std::vector<std::size_t> bad;
     for (std::size_t from = 0; from + kWindow <= ref.frames; from += kWindow) {
-        double energy = 0;
-        for (std::size_t i = from; i < from + kWindow; ++i)
-            energy += ref.at(i, 0) * ref.at(i, 0) + ref.at(i, 1) * ref.at(i, 1);
-        if (std::sqrt(energy / (2.0 * kWindow)) < quiet) continue;
-        if (correlation(rec, ref, start, from, kWindow) < minimum) bad.push_back(from);
+        if (windowEnergy(ref, from) < quiet) continue;
+        if (correlationAt(rec, ref, pieceOf(pieces, from).offset, from, kWindow) < minimum)
+            bad.push_back(from);
     }
     return bad;
+}
+
+std::vector<Piece> followAlignment(const Stereo& rec, const Stereo& ref, std::size_t start,
+                                   std::size_t search, double minimum) {
+    constexpr std::size_t kMatch = 2048;
+    constexpr int kMostSearches = 200; // a recording that is broken throughout is not searched forever
+    std::vector<Piece> pieces{{0, static_cast<long>(start)}};
+    int searches = 0;
+    for (std::size_t from = 0; from + 2 * kWindow <= ref.frames && searches < kMostSearches;
+         from += kWindow) {
+        if (windowEnergy(ref, from) < 1e-3) continue;
+        const long offset = pieces.back().offset;
+        if (correlationAt(rec, ref, offset, from, kWindow) >= minimum) continue;
+        // The song goes on in the next window, somewhere near where it was.
+        ++searches;
+        const std::size_t next = from + kWindow;
+        long best = offset;
+        double bestCorr = correlationAt(rec, ref, offset, next, kMatch);
+        for (long d = offset - static_cast<long>(search); d <= offset + static_cast<long>(search); ++d) {
+            const double c = correlationAt(rec, ref, d, next, kMatch);
+            if (c > bestCorr) {
+                bestCorr = c;
+                best = d;
+            }
+        }
+        if (best != offset && bestCorr >= minimum && correlationAt(rec, ref, best, next, kWindow) >= minimum)
+            pieces.push_back({next, best});
+    }
+    return pieces;
+}
+
+std::size_t placeInRecording(const std::vector<Piece>& pieces, std::size_t refFrame) {
+    const long at = static_cast<long>(refFrame) + pieceOf(pieces, refFrame).offset;
+    return at < 0 ? 0 : static_cast<std::size_t>(at);
 }
 
 std::vector<Run> silenceRuns(const Stereo& a, std::size_t from, std::size_t to, std::size_t minFrames) {
@@ -114,17 +175,31 @@ std::vector<Run> silenceRuns(const Stereo& a, std::size_t from, std::size_t to, 
 
 std::vector<Run> breaksNotInReference(const Stereo& rec, const Stereo& ref, std::size_t start,
                                       std::size_t minFrames) {
-    const double gain = gainOf(rec, ref, start);
+    return breaksNotInReference(rec, ref, {{0, static_cast<long>(start)}}, minFrames);
+}
+
+std::vector<Run> breaksNotInReference(const Stereo& rec, const Stereo& ref, const std::vector<Piece>& pieces,
+                                      std::size_t minFrames) {
+    const double gain = gainOf(rec, ref, placeInRecording(pieces, 0));
     const std::size_t first = firstAbove(ref, 0.5 / 32768), last = lastAbove(ref, 0.5 / 32768);
     std::vector<Run> breaks;
     if (first >= last) return breaks;
-    for (const Run& r : silenceRuns(rec, start + first, start + last, minFrames)) {
-        // A rest of the song itself, or a passage too quiet to leave a bit at the player's level,
-        // is silent in the reference over the same frames.
-        bool songIsSilent = true;
-        for (std::size_t i = r.from - start; i < r.from - start + r.frames && songIsSilent; ++i)
-            songIsSilent = i < ref.frames && silentAt(ref, i, gain, 1.0);
-        if (!songIsSilent) breaks.push_back(r);
+    for (std::size_t k = 0; k < pieces.size(); ++k) {
+        const std::size_t from = std::max(first, pieces[k].refFrom);
+        const std::size_t to = std::min(last, k + 1 < pieces.size() ? pieces[k + 1].refFrom : last);
+        if (from >= to) continue;
+        const long offset = pieces[k].offset;
+        for (const Run& r : silenceRuns(rec, placeInRecording(pieces, from),
+                                        placeInRecording(pieces, from) + (to - from), minFrames)) {
+            // A rest of the song itself, or a passage too quiet to leave a bit at the player's level,
+            // is silent in the reference over the same frames.
+            bool songIsSilent = true;
+            const long refAt = static_cast<long>(r.from) - offset;
+            for (long i = refAt; i < refAt + static_cast<long>(r.frames) && songIsSilent; ++i)
+                songIsSilent = i >= 0 && static_cast<std::size_t>(i) < ref.frames &&
+                               silentAt(ref, static_cast<std::size_t>(i), gain, 1.0);
+            if (!songIsSilent) breaks.push_back(r);
+        }
     }
     return breaks;
 }

@@ -52,4 +52,27 @@ std::vector<Run> breaksNotInReference(const Stereo& recording, const Stereo& ref
 
 std::string describe(const std::vector<Run>& runs, std::size_t start, unsigned rate = 44100);
 
+// Where the reference lies in a long recording that may have slipped: a server that underflows
+// plays silence and then goes on with the song later than before, so one dropout would make every
+// later window a mismatch. From `refFrom` on (until the next piece), reference frame i is at
+// recording frame i + offset.
+struct Piece {
+    std::size_t refFrom;
+    long offset;
+};
+// Follows the alignment from `start`: at a window that does not match, looks for the song again
+// within `search` frames either way of the current offset, and starts a new piece where it is found.
+std::vector<Piece> followAlignment(const Stereo& recording, const Stereo& reference, std::size_t start,
+                                   std::size_t search = 44100, double minimum = 0.99);
+
+// The checks above over a recording that slipped: bad windows judged at their own piece's offset,
+// and the breaks of every piece (as start frames in the recording).
+std::vector<std::size_t> badWindows(const Stereo& recording, const Stereo& reference,
+                                    const std::vector<Piece>& pieces, double minimum = 0.99,
+                                    double quiet = 1e-3);
+std::vector<Run> breaksNotInReference(const Stereo& recording, const Stereo& reference,
+                                      const std::vector<Piece>& pieces, std::size_t minFrames = 64);
+// The recording frame where reference frame `refFrame` was played.
+std::size_t placeInRecording(const std::vector<Piece>& pieces, std::size_t refFrame);
+
 } // namespace pulsetest

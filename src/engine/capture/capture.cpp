@@ -203,7 +203,10 @@ DWORD CaptureHub::start(DWORD freq, DWORD chans, RECORDPROC* proc, void* user, i
     if (channels_.empty()) {
         // The first capture opens the input; later ones share it.
         virtualSource_ = virtualDeviceInUse();
-        if (!virtualSource_) {
+        if (virtualSource_) {
+            std::lock_guard delay(virtualMutex_);
+            virtualDelay_.assign(static_cast<std::size_t>(virtualInputDelay()) * 2, 0.0f);
+        } else {
             source_ = openSystemSource(input, &CaptureHub::deliverThunk, this);
             if (!source_) return error = BASS_ERROR_DEVICE, 0;
         }
@@ -284,6 +287,16 @@ void CaptureHub::advanceVirtual(unsigned frames) {
         const std::size_t take = std::min(virtualQueue_.size() - virtualAt_, virtualBlock_.size());
         for (std::size_t i = 0; i < take; ++i) virtualBlock_[i] = virtualQueue_[virtualAt_ + i] / 32768.0f;
         virtualAt_ += take;
+        if (virtualInputHearsOutput()) {
+            const std::vector<float>& out = lastVirtualBlock();
+            for (std::size_t i = 0; i < std::min(out.size(), virtualBlock_.size()); ++i)
+                virtualBlock_[i] += out[i];
+        }
+        // Through the input's delay: what was heard earlier comes out first.
+        virtualDelay_.insert(virtualDelay_.end(), virtualBlock_.begin(), virtualBlock_.end());
+        std::copy_n(virtualDelay_.begin(), virtualBlock_.size(), virtualBlock_.begin());
+        virtualDelay_.erase(virtualDelay_.begin(),
+                            virtualDelay_.begin() + static_cast<std::ptrdiff_t>(virtualBlock_.size()));
     }
     deliver(virtualBlock_.data(), frames);
 }

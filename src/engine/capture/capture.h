@@ -109,6 +109,8 @@ class CaptureHub {
     std::vector<std::int16_t> virtualQueue_;
     std::size_t virtualAt_ = 0;
     std::vector<float> virtualBlock_;
+    // What the virtual input heard and has not yet reached the captures (its delay).
+    std::vector<float> virtualDelay_;
 };
 
 } // namespace engine

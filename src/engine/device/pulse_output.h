@@ -27,8 +27,11 @@ std::unique_ptr<OutputBackend> openPulseOutput();
 // 30 s of a signal through a null sink, three runs each, as root (real-time threads) and as an
 // unprivileged user (none): 20 ms and 40 ms broke up in every run; 100 ms held as root but not
 // always without real-time threads (1 to 2 underflows in 2 runs of 3); 150 ms and 200 ms held in
-// every run. Positions and syncs follow the heard moment whatever the buffer, so the only cost is
-// how soon a change of key or tempo is heard.
-constexpr unsigned kPulseBufferMs = 150;
+// every run. Over half an hour (bench/soak, a dense song, stress-ng on both cores and builds
+// besides) 150 ms still underflowed now and then (1 to 3 times, 18 to 22 ms of silence each, while
+// the server's main thread, which is not real-time, was kept waiting); hence 200 ms. Positions and
+// syncs follow the heard moment whatever the buffer, so the only cost is how soon a change of key
+// or tempo is heard.
+constexpr unsigned kPulseBufferMs = 200;
 
 } // namespace engine

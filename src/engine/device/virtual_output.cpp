@@ -12,6 +12,9 @@ struct VirtualState {
     bool inUse = false;
     bool keep = false;
     std::vector<float> heard;
+    std::vector<float> last;
+    bool hearOutput = false;
+    unsigned inputDelay = 0;
     std::vector<testing::VirtualInput> inputs{{"Virtual Microphone", true}};
 };
 
@@ -32,11 +35,12 @@ class VirtualOutput final : public OutputBackend {
     bool realtime() const override { return false; }
     std::string name() const override { return "Virtual"; }
 
-    void advance(unsigned frames, std::vector<float>* keep) {
+    void advance(unsigned frames, std::vector<float>* keep, std::vector<float>& last) {
         if (!render_) return;
         buffer_.resize(static_cast<std::size_t>(frames) * 2);
         render_(ctx_, buffer_.data(), frames, 0.0);
         if (keep) keep->insert(keep->end(), buffer_.begin(), buffer_.end());
+        last = buffer_;
     }
 
   private:
@@ -84,7 +88,24 @@ void keepHeard(bool on) {
     state().keep = on;
 }
 
+void hearOutputOnInput(bool on) {
+    state().hearOutput = on;
+}
+void setVirtualInputDelay(unsigned frames) {
+    state().inputDelay = frames;
+}
+
 } // namespace testing
+
+bool virtualInputHearsOutput() {
+    return state().hearOutput;
+}
+unsigned virtualInputDelay() {
+    return state().inputDelay;
+}
+const std::vector<float>& lastVirtualBlock() {
+    return state().last;
+}
 
 bool isVirtualOutput(const OutputBackend* backend) {
     return dynamic_cast<const VirtualOutput*>(backend) != nullptr;
@@ -93,7 +114,8 @@ bool isVirtualOutput(const OutputBackend* backend) {
 bool advanceVirtualOutput(OutputBackend* backend, unsigned frames) {
     auto* out = dynamic_cast<VirtualOutput*>(backend);
     if (!out) return false;
-    out->advance(frames, state().keep ? &state().heard : nullptr);
+    state().last.clear();
+    out->advance(frames, state().keep ? &state().heard : nullptr, state().last);
     return true;
 }
 

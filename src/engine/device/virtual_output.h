@@ -13,5 +13,10 @@ bool isVirtualOutput(const OutputBackend* backend);
 // Renders `frames` on `backend` when it is the virtual device (keeping what was heard when the
 // test asked for it); false when it is not.
 bool advanceVirtualOutput(OutputBackend* backend, unsigned frames);
+// The virtual input's set-up: whether it hears the output, and its delay in frames.
+bool virtualInputHearsOutput();
+unsigned virtualInputDelay();
+// The block the virtual device rendered last, interleaved stereo float.
+const std::vector<float>& lastVirtualBlock();
 
 } // namespace engine

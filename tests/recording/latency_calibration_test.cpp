@@ -1,0 +1,128 @@
+#include "engine/testing.h"
+#include "recording/latency_calibration.h"
+#include "recording/take_files.h"
+#include "recording/take_session.h"
+#include "support/app_fixture.h"
+#include "transport/song_open.h"
+#include "transport/transport.h"
+#include "widgets/main_controls.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+
+namespace velvora {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace recordingtest;
+using testing::AppFixture;
+
+constexpr unsigned kDelay120ms = 44100 * 120 / 1000; // 5292 frames
+constexpr unsigned kOneMs = 44;
+
+// The sound set-up of these tests: the virtual input hears the output, `delay` frames late.
+class LatencyTest : public AppFixture {
+  protected:
+    void loop(unsigned delay) {
+        engine::testing::hearOutputOnInput(true);
+        engine::testing::setVirtualInputDelay(delay);
+    }
+    void TearDown() override {
+        engine::testing::hearOutputOnInput(false);
+        engine::testing::setVirtualInputDelay(0);
+        AppFixture::TearDown();
+    }
+    fs::path tkkk(const char* name) { return folder.path() / "TKKK" / name; }
+};
+
+// A mono capture holding the click train `delay` frames late, at `gain`, over a faint hum.
+std::vector<float> heardLate(const recording::ClickTrain& t, std::size_t delay, float gain) {
+    std::vector<float> c(t.samples.size() + 44100, 0.0f);
+    for (std::size_t i = 0; i < c.size(); ++i) c[i] = 0.01f * static_cast<float>(std::sin(i * 0.05));
+    for (std::size_t i = 0; i < t.samples.size() && i + delay < c.size(); ++i)
+        c[i + delay] += gain * t.samples[i];
+    return c;
+}
+
+TEST(ClickSearch, FindsTheDelayOfTheClicksAndGivesUpOnSilenceOrNoise) {
+    const recording::ClickTrain t = recording::makeClickTrain();
+    ASSERT_EQ(t.starts.size(), 10u);
+    for (std::size_t delay : {0u, 1u, 3838u, 20000u}) {
+        const auto found = recording::findRoundTrip(t, heardLate(t, delay, 0.3f));
+        ASSERT_TRUE(found) << delay;
+        EXPECT_NEAR(found->roundTripMs, delay * 1000.0 / 44100, 0.03) << delay;
+        EXPECT_EQ(found->spreadMs, 0.0);
+    }
+    // Quiet clicks are still found; nothing, hum alone, or loud noise without clicks are not.
+    EXPECT_TRUE(recording::findRoundTrip(t, heardLate(t, 500, 0.05f)));
+    EXPECT_FALSE(recording::findRoundTrip(t, heardLate(t, 500, 0.0f)));
+    EXPECT_FALSE(recording::findRoundTrip(t, std::vector<float>(t.samples.size() + 44100, 0.0f)));
+    EXPECT_FALSE(recording::findRoundTrip(t, {}));
+    const auto noise = voice(t.samples.size() + 44100, 99, 20000);
+    std::vector<float> loud;
+    for (std::size_t i = 0; i < noise.size(); i += 2) loud.push_back(noise[i] / 32768.0f);
+    EXPECT_FALSE(recording::findRoundTrip(t, loud));
+    // Clicks that wander: the spread is the farthest from the median.
+    std::vector<float> wander(t.samples.size() + 44100, 0.0f);
+    for (std::size_t k = 0; k < t.starts.size(); ++k)
+        for (std::size_t i = 0; i < t.clickFrames; ++i)
+            wander[t.starts[k] + 1000 + (k == 3 ? 88 : 0) + i] = t.samples[t.starts[k] + i];
+    const auto w = recording::findRoundTrip(t, wander);
+    ASSERT_TRUE(w);
+    EXPECT_NEAR(w->roundTripMs, 1000 * 1000.0 / 44100, 0.03);
+    EXPECT_NEAR(w->spreadMs, 88 * 1000.0 / 44100, 0.03);
+    EXPECT_EQ(recording::latencyText(*w), "Latency: 23 ms \u00b1 2 ms");
+}
+
+TEST_F(LatencyTest, TheCalibrationMeasuresTheInputDelayOfTheVirtualDevice) {
+    start();
+    for (unsigned delay : {kDelay120ms, 1234u}) {
+        loop(delay);
+        const auto outcome = recording::CalibrateLatency(*app);
+        ASSERT_TRUE(outcome.measured) << outcome.message;
+        EXPECT_NEAR(outcome.measured->roundTripMs, delay * 1000.0 / 44100, 1.0);
+        EXPECT_LE(outcome.measured->spreadMs, 1.0);
+        EXPECT_THAT(outcome.message, ::testing::StartsWith("Latency: "));
+    }
+    EXPECT_EQ(recording::CalibrateLatency(*app).message, "Latency: 28 ms \u00b1 0 ms");
+}
+
+TEST_F(LatencyTest, AnInputThatHearsNothingOrNoInputSaysSoAndMeasuresNothing) {
+    {
+        const InputsScope none({});
+        start();
+        const auto outcome = recording::CalibrateLatency(*app);
+        EXPECT_FALSE(outcome.measured);
+        EXPECT_EQ(outcome.message, "No input to listen on: the latency cannot be measured.");
+    }
+    BASS_RecordFree();
+    ASSERT_TRUE(BASS_RecordInit(0));
+    const auto deaf = recording::CalibrateLatency(*app); // the input does not hear the output
+    EXPECT_FALSE(deaf.measured);
+    EXPECT_EQ(deaf.message, "No click was heard: the latency was not measured.");
+    EXPECT_FALSE(app->s.capture.calibration);
+}
+
+TEST_F(LatencyTest, ThePackagesVoiceIsACopyThatBeginsTheRoundTripLaterAndTheTakeStays) {
+    start();
+    const auto sung = voice(10000, 4);
+    writeWav(tkkk("vocaltrack.wav"), sung);
+    const auto before = readBytes(tkkk("vocaltrack.wav"));
+    EXPECT_EQ(recording::alignedVocalTrack(*app), "vocaltrack.wav") << "no calibration: the take itself";
+    app->s.capture.calibration = LatencyCalibration{100.0, 1.0}; // 4410 frames
+    ASSERT_EQ(recording::alignedVocalTrack(*app), "vocaltrack-aligned.wav");
+    const Wav aligned = readWav(tkkk("vocaltrack-aligned.wav"));
+    ASSERT_TRUE(aligned.canonical);
+    EXPECT_EQ(aligned.samples, std::vector<std::int16_t>(sung.begin() + 2 * 4410, sung.end()));
+    EXPECT_EQ(readBytes(tkkk("vocaltrack.wav")), before);
+    // A voice shorter than the round trip leaves an empty track; a foreign file is encoded as it is.
+    app->s.capture.calibration = LatencyCalibration{500.0, 1.0};
+    ASSERT_EQ(recording::alignedVocalTrack(*app), "vocaltrack-aligned.wav");
+    EXPECT_TRUE(readWav(tkkk("vocaltrack-aligned.wav")).samples.empty());
+    { std::ofstream(tkkk("vocaltrack.wav"), std::ios::binary) << "not a wave"; }
+    EXPECT_EQ(recording::alignedVocalTrack(*app), "vocaltrack.wav");
+}
+
+} // namespace
+} // namespace velvora
