@@ -18,9 +18,11 @@ namespace velvora::recording {
 namespace {
 
 constexpr char kMagic[] = "VELVORA TAKE JOURNAL 1\n";
-// Eight seconds of the capture's stereo 16-bit sound: the writer falls that far behind only when
-// the disk stalls, and the journal stops then rather than keep a gap.
-constexpr std::size_t kRingBytes = 8 * 176400;
+// Thirty seconds of the capture's stereo 16-bit sound (5 MB, beside a take that grows by 10 MB a
+// minute): the writer falls that far behind only when the disk stalls, and the journal stops then
+// rather than keep a gap. A capture fed faster than real time (a benchmark) still leaves the
+// writer a few hundred milliseconds.
+constexpr std::size_t kRingBytes = 30 * 176400;
 constexpr std::size_t kChunkBytes = 64 * 1024;
 // The writer looks often, so that a capture fed faster than real time (a benchmark) stays far from
 // the ring's end.
@@ -48,6 +50,17 @@ std::uint32_t le(const std::uint8_t* p, int bytes) {
     std::uint32_t v = 0;
     for (int i = bytes - 1; i >= 0; --i) v = v << 8 | p[i];
     return v;
+}
+
+// A WAV file whose header already counts its samples: finished, so no encoder is writing it now.
+bool finishedWav(const std::string& path) {
+    std::FILE* f = std::fopen(path.c_str(), "rb");
+    if (!f) return false;
+    std::uint8_t h[kWavHeaderBytes];
+    const bool finished =
+        readAt(f, 0, h, sizeof h) && std::memcmp(h, "RIFF", 4) == 0 && le(h + kDataSizeOffset, 4) != 0;
+    std::fclose(f);
+    return finished;
 }
 
 } // namespace
@@ -119,7 +132,13 @@ TakeJournal::TakeJournal(const Paths& paths, Stopped stopped)
 
 std::unique_ptr<TakeJournal> TakeJournal::open(const Paths& paths, const JournalHeader& voice,
                                                const JournalHeader& backing, Stopped stopped) {
-    std::unique_ptr<TakeJournal> j(new TakeJournal(paths, std::move(stopped)));
+    Paths followed = paths;
+    // The encoder starts its file before the take does, its header counting no samples yet. A
+    // finished file there is an earlier take's (this take's encoder did not start): its song was
+    // not played now, so the journal keeps no backing track rather than that one.
+    if (!followed.backingSource.empty() && finishedWav(followed.backingSource))
+        followed.backingSource.clear();
+    std::unique_ptr<TakeJournal> j(new TakeJournal(followed, std::move(stopped)));
     j->voiceFd_ = openFresh(paths.voice);
     j->backingFd_ = openFresh(paths.backing);
     const auto vh = journalHeaderBytes(voice), bh = journalHeaderBytes(backing);
@@ -132,6 +151,7 @@ std::unique_ptr<TakeJournal> TakeJournal::open(const Paths& paths, const Journal
         return nullptr;
     }
     j->writer_ = std::thread([p = j.get()] { p->run(); });
+    j->syncer_ = std::thread([p = j.get()] { p->syncEverySecond(); });
     return j;
 }
 
@@ -147,13 +167,14 @@ void TakeJournal::append(const void* bytes, std::size_t count) noexcept {
 }
 
 void TakeJournal::close() {
-    if (writer_.joinable()) {
+    if (writer_.joinable() || syncer_.joinable()) {
         {
             std::lock_guard lock(wakeMutex_);
             quit_ = true;
         }
-        wake_.notify_one();
-        writer_.join();
+        wake_.notify_all();
+        if (writer_.joinable()) writer_.join();
+        if (syncer_.joinable()) syncer_.join();
     }
     for (int* fd : {&voiceFd_, &backingFd_}) {
         if (*fd < 0) continue;
@@ -164,7 +185,6 @@ void TakeJournal::close() {
 }
 
 void TakeJournal::run() {
-    auto lastSync = std::chrono::steady_clock::now();
     for (;;) {
         bool quitting;
         {
@@ -173,13 +193,20 @@ void TakeJournal::run() {
             quitting = quit_.load();
         }
         drain();
-        const auto now = std::chrono::steady_clock::now();
-        if (now - lastSync >= kSyncEvery && !failed_) {
-            ::fdatasync(voiceFd_);
-            ::fdatasync(backingFd_);
-            lastSync = now;
-        }
         if (quitting) return;
+    }
+}
+
+void TakeJournal::syncEverySecond() {
+    // A thread of its own, so that a disk slow to flush never keeps the writer from emptying the
+    // ring meanwhile; the writes themselves reach the system's cache at once.
+    std::unique_lock lock(wakeMutex_);
+    while (!wake_.wait_for(lock, kSyncEvery, [&] { return quit_.load(); })) {
+        if (failed_) continue;
+        lock.unlock();
+        ::fdatasync(voiceFd_);
+        ::fdatasync(backingFd_);
+        lock.lock();
     }
 }
 

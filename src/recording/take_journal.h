@@ -1,8 +1,9 @@
 // The take's journal: while a take runs, a writer thread of its own appends the captured voice
 // (handed over by the capture callback through a lock-free ring) and the backing track (followed
-// as the encoder tap writes it) to two files in the TakeJournal folder beside TKKK, flushed to the
-// disk once a second. Each file starts with a small text header (song, date, rate, format). A take
-// that ends normally removes the journal; one left behind by a crash is offered back at start-up.
+// as the encoder tap writes it) to two files in the TakeJournal folder beside TKKK; a second thread
+// flushes them to the disk once a second. Each file starts with a small text header (song, date,
+// rate, format). A take that ends normally removes the journal; one left behind by a crash is
+// offered back at start-up.
 #pragma once
 
 #include "core/state/capture_journal.h"
@@ -74,6 +75,7 @@ class TakeJournal final : public CaptureJournal {
   private:
     TakeJournal(const Paths& paths, Stopped stopped);
     void run();
+    void syncEverySecond();
     void drain();
     bool writeAll(int fd, std::uint64_t& written, const std::uint8_t* bytes, std::size_t count);
     void fail();
@@ -93,6 +95,7 @@ class TakeJournal final : public CaptureJournal {
     std::mutex wakeMutex_;
     std::condition_variable wake_;
     std::thread writer_;
+    std::thread syncer_;
 };
 
 // What a journal left behind holds, read from its two files.

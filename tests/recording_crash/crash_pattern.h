@@ -12,13 +12,17 @@ inline std::int16_t voiceLeft(std::uint64_t i) {
 inline std::int16_t voiceRight(std::uint64_t i) {
     return static_cast<std::int16_t>(static_cast<int>(i % 30000) - 15000);
 }
-// The backing song, a 16-bit stream: a ramp on the left, its mirror on the right.
+// The backing song, a 16-bit WAV file played in a loop: a ramp on the left, its mirror on the
+// right, repeating every kSongPeriod frames.
+constexpr std::uint64_t kSongPeriod = 20000;
 inline std::int16_t songLeft(std::uint64_t i) {
-    return static_cast<std::int16_t>(static_cast<int>(i % 20000) - 10000);
+    return static_cast<std::int16_t>(static_cast<int>(i % kSongPeriod) - 10000);
 }
 inline std::int16_t songRight(std::uint64_t i) {
-    return static_cast<std::int16_t>(10000 - static_cast<int>(i % 20000));
+    return static_cast<std::int16_t>(10000 - static_cast<int>(i % kSongPeriod));
 }
+// The song's file, written by the child in the program folder it records in.
+constexpr char kSongFile[] = "crash song.wav";
 
 // The child writes how many frames it has fed so far here (8 bytes, little-endian), after each
 // block has gone through the capture.

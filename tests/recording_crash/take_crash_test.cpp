@@ -99,8 +99,15 @@ TEST_F(TakeCrashTest, AKilledTakeIsRecoveredWithEverySampleItHadUpToASecondBefor
         ASSERT_TRUE(backing.canonical);
         EXPECT_EQ(backing.dataSize, backing.fileSize - 44);
         EXPECT_EQ(backing.channels, 2);
+        EXPECT_EQ(backing.rate, 44100u);
+        // The song played from the start of the take: its journal holds it up to the kill, less
+        // what the encoder and the journal's writer had not yet passed on.
+        const std::uint64_t songFrames = backing.samples.size() / 2;
+        EXPECT_GT(backing.samples.size(), 0u) << "the backing track reached the journal";
+        EXPECT_GE(songFrames + 44100, fed) << "at most one second of the song is lost";
+        EXPECT_LE(songFrames, fed + 44100) << "never more than the engine had decoded ahead of the kill";
         std::uint64_t wrongSong = 0;
-        for (std::uint64_t i = 0; i < backing.samples.size() / 2; ++i)
+        for (std::uint64_t i = 0; i < songFrames; ++i)
             wrongSong += backing.samples[2 * i] != crashtest::songLeft(i) ||
                          backing.samples[2 * i + 1] != crashtest::songRight(i);
         EXPECT_EQ(wrongSong, 0u);

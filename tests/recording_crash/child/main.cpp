@@ -6,6 +6,7 @@
 #include "engine/api.h"
 #include "engine/testing.h"
 #include "recording/capture.h"
+#include "recording/wav_header.h"
 #include "recording_crash/crash_pattern.h"
 #include "support/offscreen_app.h"
 
@@ -14,21 +15,29 @@
 
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 namespace {
 
-std::uint64_t songAt = 0;
-
-DWORD song(HSTREAM, void* buffer, DWORD length, void*) {
-    auto* out = static_cast<std::int16_t*>(buffer);
-    for (DWORD f = 0; f < length / 4; ++f, ++songAt) {
-        out[2 * f] = crashtest::songLeft(songAt);
-        out[2 * f + 1] = crashtest::songRight(songAt);
+// The song as a WAV file of one period of its pattern, so that played in a loop it goes on as
+// long as the take does.
+bool writeSong(const std::string& path) {
+    std::vector<std::int16_t> samples(2 * crashtest::kSongPeriod);
+    for (std::uint64_t f = 0; f < crashtest::kSongPeriod; ++f) {
+        samples[2 * f] = crashtest::songLeft(f);
+        samples[2 * f + 1] = crashtest::songRight(f);
     }
-    return length / 4 * 4;
+    using namespace velvora::recording;
+    const auto bytes = static_cast<std::uint32_t>(samples.size() * 2);
+    const auto header = headerBytes(WavRiffHeader{bytes + kWavHeaderBytes - 8}, pcmFormat(2, 44100, 16),
+                                    WavDataHeader{bytes});
+    std::ofstream out(path, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(header.data()), header.size());
+    out.write(reinterpret_cast<const char*>(samples.data()), bytes);
+    return static_cast<bool>(out.flush());
 }
 
 } // namespace
@@ -46,12 +55,14 @@ int main(int argc, char** argv) {
     app.s.capture.recBufStep = 200000;
     app.s.recordArmed = true;
     if (!BASS_Init(-1, 44100, 0, nullptr, nullptr) || !BASS_RecordInit(0)) return 3;
-    app.s.chan = BASS_StreamCreate(44100, 2, 0, &song, nullptr);
+    const std::string songFile = velvora::joinPath(argv[1], crashtest::kSongFile);
+    if (!writeSong(songFile)) return 7;
+    app.s.chan = BASS_StreamCreateFile(0, songFile.c_str(), 0, 0, BASS_SAMPLE_LOOP);
     const std::string backing = velvora::joinPath(velvora::recording::takeFolder(app), "BackingTrack.WAV");
     if (!app.s.chan || !BASS_Encode_Start(app.s.chan, backing.c_str(), BASS_ENCODE_PCM | BASS_ENCODE_FP_16BIT,
                                           nullptr, nullptr))
         return 4;
-    BASS_ChannelPlay(app.s.chan, 0);
+    if (!BASS_ChannelPlay(app.s.chan, 0)) return 4;
     velvora::recording::StartCapture(app);
     if (!app.s.capture.recChan) return 5;
 
