@@ -5,6 +5,7 @@
 #include "platform/qt/qt_printer.h"
 #include "platform/qt/qt_services.h"
 #include "transport/song_argument.h"
+#include "transport/transport.h"
 #include "ui/main_window.h"
 
 #include <QApplication>
@@ -35,6 +36,8 @@ int main(int argc, char** argv) {
     // The kept queue's first entry shows in the main window from the start.
     window.explorer().ensureLoaded();
     window.show();
+    // A take that a crash left in its journal is offered back before anything else.
+    velvora::transport::recoverTake(app);
     velvora::transport::openSongArgument(app, song);
     const int status = QApplication::exec();
     // Whichever way the program ended, the devices are let go before the process goes.

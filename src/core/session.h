@@ -4,6 +4,7 @@
 
 #include "core/staged_file.h"
 #include "core/state/capture_block.h"
+#include "core/state/capture_journal.h"
 #include "core/state/lrc_state.h"
 #include "core/state/lyric_state.h"
 #include "core/state/midi_scan_state.h"
@@ -76,6 +77,10 @@ struct CaptureState {
     int captureRate = 44100;
     int captureChannels = 2;
     int captureBits = 16;
+    // The take's journal while a capture runs (set before the capture starts, dropped after it
+    // stopped); none when the journal is off or could not be made.
+    std::unique_ptr<CaptureJournal> journal;
+    bool journalOn = true;
     // The measured round trip from the output to the input (latency.vrk); none: takes are mixed
     // as they were captured.
     std::optional<LatencyCalibration> calibration;

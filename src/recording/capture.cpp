@@ -3,12 +3,15 @@
 #include "core/files.h"
 #include "core/staged_file.h"
 #include "core/startup.h"
+#include "recording/take_journal.h"
 #include "recording/wav_header.h"
 #include "widgets/main_controls.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <ctime>
+#include <filesystem>
 #include <limits>
 
 namespace velvora::recording {
@@ -18,7 +21,69 @@ namespace {
 // A block never grows past what the 32-bit length can count.
 constexpr double kMaxBlock = std::numeric_limits<std::int32_t>::max();
 
+constexpr char kJournalFolder[] = "TakeJournal";
+
+// Tells the user, on the window's thread, that the take is kept in memory only.
+void tellNoJournal(App& app, const char* text) {
+    app.sys.clock.post([&app, text] { app.sys.dialogs.msgBox(text, platform::vbExclamation, "Velvora"); });
+}
+
+// The journal of the take about to start, or none when it is off or its files cannot be made.
+void openJournal(App& app) {
+    CaptureState& c = app.s.capture;
+    c.journal.reset();
+    if (!c.journalOn) return;
+    // An earlier take that was not saved keeps its journal: the new take does not write over it.
+    if (journalLeft(app)) {
+        tellNoJournal(app, kJournalWaitingText);
+        return;
+    }
+    std::error_code ec;
+    std::filesystem::create_directories(journalFolder(app), ec);
+    JournalHeader header;
+    header.song = GetFileName(app.s.FileName);
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    char date[32];
+    std::strftime(date, sizeof date, "%Y-%m-%d %H:%M", &local);
+    header.date = date;
+    // Only a take over a song has a backing track; the digital recorder's capture has none.
+    TakeJournal::Paths paths{journalVoicePath(app), journalBackingPath(app),
+                             app.s.recordArmed ? joinPath(takeFolder(app), "BackingTrack.WAV")
+                                               : std::string()};
+    c.journal = TakeJournal::open(paths, header, header, [&app] { tellNoJournal(app, kJournalStoppedText); });
+    if (!c.journal) tellNoJournal(app, kJournalStoppedText);
+}
+
+// Stops the journal's writer; the journal stays the take's, its files on disk for a recovery,
+// until the take is written.
+void stopJournal(App& app) {
+    if (auto* j = dynamic_cast<TakeJournal*>(app.s.capture.journal.get())) j->close();
+}
+
 } // namespace
+
+std::string journalFolder(App& app) {
+    return resolveCaseInsensitive(app.appFolder, kJournalFolder);
+}
+
+std::string journalVoicePath(App& app) {
+    return joinPath(journalFolder(app), "voice.journal");
+}
+
+std::string journalBackingPath(App& app) {
+    return joinPath(journalFolder(app), "backing.journal");
+}
+
+bool journalLeft(App& app) {
+    return FileExists(journalVoicePath(app));
+}
+
+void removeJournal(App& app) {
+    std::remove(journalVoicePath(app).c_str());
+    std::remove(journalBackingPath(app).c_str());
+}
 
 std::string takeFolder(App& app) {
     return resolveCaseInsensitive(app.appFolder, "TKKK");
@@ -45,8 +110,13 @@ void StartCapture(App& app) {
     c.recLength = kWavHeaderBytes;
     const auto header = headerBytes(WavRiffHeader{}, pcmFormat(2, 44100, 16), WavDataHeader{});
     std::copy(header.begin(), header.end(), c.recBuffer.data());
+    openJournal(app);
     c.recChan = BASS_RecordStart(44100, 2, 0, &CaptureProc, &c);
-    if (!c.recChan) c.recBuffer.clear();
+    if (!c.recChan) {
+        c.recBuffer.clear();
+        c.journal.reset();
+        removeJournal(app);
+    }
 }
 
 BOOL CaptureProc(HRECORD, const void* buffer, DWORD length, void* user) {
@@ -71,6 +141,7 @@ BOOL CaptureProc(HRECORD, const void* buffer, DWORD length, void* user) {
     }
     std::memcpy(c.recBuffer.data() + c.recLength, buffer, length);
     c.recLength += static_cast<std::int32_t>(length);
+    if (c.journal) c.journal->append(buffer, length);
     return 1;
 }
 
@@ -78,6 +149,7 @@ void StopCapture(App& app) {
     CaptureState& c = app.s.capture;
     BASS_ChannelStop(c.recChan);
     c.recChan = 0;
+    stopJournal(app);
     if (c.recBuffer.empty() || c.recLength < kWavHeaderBytes) return;
     putLE32(c.recBuffer.data() + kRiffSizeOffset, static_cast<std::uint32_t>(c.recLength - 8));
     putLE32(c.recBuffer.data() + kDataSizeOffset, static_cast<std::uint32_t>(c.recLength - kWavHeaderBytes));
@@ -93,8 +165,15 @@ void WriteCapture(App& app) {
     // A block lost to a failed growth leaves nothing to write; an earlier take's file stays.
     if (c.recBuffer.empty()) return;
     const auto bytes = static_cast<std::size_t>(std::max(0, c.recLength));
-    if (!file.write(c.recBuffer.data(), std::min(bytes, c.recBuffer.size())) || !file.commit())
+    if (!file.write(c.recBuffer.data(), std::min(bytes, c.recBuffer.size())) || !file.commit()) {
         Error_(app, "Can't create the file");
+        return;
+    }
+    // The take is on disk as a whole: its journal, if it had one, is no longer needed.
+    if (c.journal) {
+        c.journal.reset();
+        removeJournal(app);
+    }
 }
 
 std::string InputTypeName(DWORD inputFlags) {
@@ -144,6 +223,9 @@ void releaseCaptureBuffer(App& app) {
     CaptureState& c = app.s.capture;
     BASS_ChannelStop(c.recChan);
     c.recChan = 0;
+    // A take still running at exit was never saved: its journal stays to be offered back.
+    stopJournal(app);
+    c.journal.reset();
     c.recBuffer.clear();
     c.recLength = 0;
 }

@@ -32,4 +32,19 @@ std::string takeFolder(App& app);
 std::string vocalTrackPath(App& app);
 std::string backingTrackPath(App& app);
 
+// The take's journal (see take_journal.h): its folder beside TKKK and its two files.
+std::string journalFolder(App& app);
+std::string journalVoicePath(App& app);
+std::string journalBackingPath(App& app);
+bool journalLeft(App& app);
+void removeJournal(App& app);
+
+// Told once when the journal cannot be written during a take, or cannot be made at its start.
+inline constexpr char kJournalStoppedText[] =
+    "The disk is full: the take goes on in memory, but it is no longer kept on disk as it is sung.";
+// Told at the start of a take while an earlier unsaved take still waits in the Utility menu.
+inline constexpr char kJournalWaitingText[] =
+    "A take that was not saved still waits in the Utility menu: until it is recovered or discarded, "
+    "new takes are kept in memory only.";
+
 } // namespace velvora::recording

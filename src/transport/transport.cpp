@@ -11,6 +11,7 @@
 #include "metering/bpm.h"
 #include "recording/capture.h"
 #include "recording/mixdown.h"
+#include "recording/take_recovery.h"
 #include "recording/take_session.h"
 #include "settings/song_settings.h"
 #include "transport/audio_path.h"
@@ -52,6 +53,14 @@ void finishTake(App& app, bool midiDoor) {
     }
     setShown(ui.Pbregg, false);
     QApplication::restoreOverrideCursor();
+    askTakeFate(app, midiDoor);
+}
+
+} // namespace
+
+void askTakeFate(App& app, bool midiDoor) {
+    Session& s = app.s;
+    auto& ui = app.ui;
     s.answer = static_cast<std::int16_t>(app.sys.dialogs.msgBox(
         "Crea NVK(SI)  Crea Wave(NO) ", platform::vbYesNoCancel | platform::vbInformation,
         midiDoor ? "RECORDER" : "Recorder"));
@@ -83,6 +92,8 @@ void finishTake(App& app, bool midiDoor) {
         setEnabled(ui.cmdplaystop, false);
     }
 }
+
+namespace {
 
 // A take armed before Play starts its recording here. When the recorder refuses, the song does
 // not start: its stream goes, the menus come back and the song stands as after a stop, its Play
@@ -352,6 +363,18 @@ void Sldposition_Release(App& app) {
         s.lyrics.clear();
         app.tmr.tmrMidiTest->setEnabled(true);
     }
+}
+
+} // namespace velvora::transport
+
+namespace velvora::transport {
+
+void recoverTake(App& app) {
+    if (!recording::offerRecovery(app)) return;
+    // The recovered take goes on as after a Stop; no song is armed once it is decided.
+    app.s.recordArmed = true;
+    askTakeFate(app, false);
+    app.s.recordArmed = false;
 }
 
 } // namespace velvora::transport

@@ -24,6 +24,7 @@
 #include "recording/digital_recorder.h"
 #include "recording/latency_calibration.h"
 #include "recording/mixdown.h"
+#include "recording/take_recovery.h"
 #include "recording/take_session.h"
 #include "settings/app_settings.h"
 #include "settings/latency_file.h"
@@ -242,8 +243,31 @@ void wireEncodingMenu(App& app) {
     });
 }
 
+// The Utility menu's two entries for a take left behind by a crash, shown while one is there.
+void wireTakeRecoveryMenu(App& app) {
+    QMenu* menu = app.ui.mnutil;
+    if (!menu) return;
+    menu->addSeparator();
+    QAction* recover = menu->addAction(QStringLiteral("Recover the unsaved take..."));
+    QAction* discard = menu->addAction(QStringLiteral("Discard the unsaved take..."));
+    QObject::connect(recover, &QAction::triggered, [&app] { transport::recoverTake(app); });
+    QObject::connect(discard, &QAction::triggered, [&app] {
+        if (app.sys.dialogs.msgBox("Discard the take that was not saved? It cannot be recovered afterwards.",
+                                   platform::vbYesNo | platform::vbQuestion, "Velvora") == platform::vbYes)
+            recording::discardRecovery(app);
+    });
+    auto update = [&app, recover, discard] {
+        const bool left = recording::journalLeft(app);
+        recover->setVisible(left);
+        discard->setVisible(left);
+    };
+    update();
+    QObject::connect(menu, &QMenu::aboutToShow, update);
+}
+
 void wireMenus(App& app) {
     auto& ui = app.ui;
+    wireTakeRecoveryMenu(app);
     on(ui.wavp3, &QAction::triggered, app, &encoding::wavp3_Click);
     wireEncodingMenu(app);
     QObject::connect(ui.MnuExit, &QAction::triggered, [&app] { MnuExit_Click(app); });
