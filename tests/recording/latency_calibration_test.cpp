@@ -188,12 +188,20 @@ TEST_F(TakeAlignmentTest, WithACalibrationTheVoiceLinesUpWithTheBacking) {
     takeAndMix(backing, sung);
     ASSERT_GE(backing.size(), 4u);
     ASSERT_GE(sung.size(), backing.size() - 1) << "the voice heard the clicks";
+    // The engine saw the capture begin as the song was started (both in the same virtual block),
+    // and the song heard at once: the round trip alone separates the tracks.
+    ASSERT_TRUE(app->s.capture.takeOffset);
+    EXPECT_NEAR(app->s.capture.takeOffset->startedMs, 0.0, 0.01);
+    EXPECT_NEAR(app->s.capture.takeOffset->heardMs, 0.0, 0.05);
     for (std::size_t k = 0; k + 1 < backing.size() && k < sung.size(); ++k)
         EXPECT_NEAR(static_cast<double>(sung[k]), static_cast<double>(backing[k]), kOneMs) << "click " << k;
 }
 
 TEST_F(TakeAlignmentTest, WithoutACalibrationTheVoiceIsTheRoundTripLate) {
+    // A damaged latency.vrk is no calibration: the take is mixed as it was captured.
+    std::ofstream(folder.path() / "latency.vrk", std::ios::binary) << "87.5.1 1";
     start();
+    ASSERT_FALSE(app->s.capture.calibration);
     loop(kDelay120ms);
     std::vector<std::size_t> backing, sung;
     takeAndMix(backing, sung);
