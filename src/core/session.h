@@ -84,6 +84,14 @@ struct CaptureState {
     // The measured round trip from the output to the input (latency.vrk); none: takes are mixed
     // as they were captured.
     std::optional<LatencyCalibration> calibration;
+    // What the engine reported for the last take, in milliseconds from the capture's first sample:
+    // to the moment the song was started, and to the moment its first sample was heard. None when
+    // the engine could not tell (no song played during the capture).
+    struct TakeOffset {
+        double startedMs = 0;
+        double heardMs = 0;
+    };
+    std::optional<TakeOffset> takeOffset;
 };
 
 // The mixdowns: where the render stands, the running flag of each of the two, and the output file

@@ -313,6 +313,12 @@ BOOL BASS_Encode_Stop(DWORD handle);
 // (0: 2); `proc` gets blocks of about 100 ms on the engine's capture thread; a false result ends
 // the capture. BASS_ChannelStop stops and frees a capture channel.
 HRECORD BASS_RecordStart(DWORD freq, DWORD chans, DWORD flags, RECORDPROC* proc, void* user);
+// Where a capture stands against a channel that was played meanwhile, on the output's clock: the
+// seconds from the capture's first sample to the moment BASS_ChannelPlay started `chan`
+// (`started`), and to the moment the first frame `chan` played was heard (`heard`: `started` and
+// the output latency the engine counts). Either pointer may be null. Fails with BASS_ERROR_NOPLAY
+// while the capture has no sample yet or `chan` was never played.
+BOOL BASS_RecordGetOffset(HRECORD rec, DWORD chan, double* started, double* heard);
 
 // ---- Tempo detection ----
 // On the sync thread, once each period of audio heard.

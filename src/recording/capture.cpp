@@ -108,6 +108,7 @@ void StartCapture(App& app) {
     const std::int32_t step = std::max<std::int32_t>(c.recBufStep, kWavHeaderBytes);
     if (!c.recBuffer.allocate(static_cast<std::size_t>(step))) return;
     c.recLength = kWavHeaderBytes;
+    c.takeOffset.reset();
     const auto header = headerBytes(WavRiffHeader{}, pcmFormat(2, 44100, 16), WavDataHeader{});
     std::copy(header.begin(), header.end(), c.recBuffer.data());
     openJournal(app);

@@ -161,6 +161,10 @@ CalibrationOutcome CalibrateLatency(App& app) {
         if (app.sys.clock.nowMs() >= limit) break;
         app.sys.clock.sleep(50);
     }
+    // The capture began a little before the clicks were started; that gap is no part of the
+    // round trip.
+    double started = 0;
+    if (!BASS_RecordGetOffset(rec, clicks, &started, nullptr)) started = 0;
     BASS_ChannelStop(rec);
     BASS_StreamFree(clicks);
     std::vector<float> heard;
@@ -168,8 +172,9 @@ CalibrationOutcome CalibrateLatency(App& app) {
         std::lock_guard lock(captured.mutex);
         heard = captured.mono;
     }
-    const auto found = findRoundTrip(train, heard);
+    auto found = findRoundTrip(train, heard);
     if (!found) return {std::nullopt, "No click was heard: the latency was not measured."};
+    found->roundTripMs = std::max(0.0, found->roundTripMs - started * 1000.0);
     return {found, latencyText(*found)};
 }
 
@@ -182,7 +187,10 @@ std::string latencyText(const LatencyCalibration& c) {
 std::uint32_t voiceShiftFrames(const App& app) {
     const auto& c = app.s.capture.calibration;
     if (!c || !(c->roundTripMs > 0)) return 0;
-    return static_cast<std::uint32_t>(std::lround(c->roundTripMs * 44100.0 / 1000.0));
+    // The voice lags the backing by the round trip and by the time the capture ran before the
+    // song was started.
+    const double gapMs = app.s.capture.takeOffset ? std::max(0.0, app.s.capture.takeOffset->startedMs) : 0.0;
+    return static_cast<std::uint32_t>(std::lround((c->roundTripMs + gapMs) * 44100.0 / 1000.0));
 }
 
 std::string alignedVocalTrack(App& app) {

@@ -34,13 +34,15 @@ struct CalibrationOutcome {
 };
 
 // Plays the click train on the output while capturing the input that is on, waits on the
-// program's clock until the train and the longest round trip have passed, and measures.
+// program's clock until the train and the longest round trip have passed, and measures: the clicks'
+// delay in the capture, less the time the capture ran before the clicks were started.
 CalibrationOutcome CalibrateLatency(App& app);
 
 // "Latency: 87 ms ± 1 ms".
 std::string latencyText(const LatencyCalibration& c);
 
-// How many frames at 44100 Hz the voice of a take is read earlier; 0 without a calibration.
+// How many frames at 44100 Hz the voice of a take is read earlier: the round trip, and the time the
+// take's capture ran before its song was started as the engine reported it; 0 without a calibration.
 std::uint32_t voiceShiftFrames(const App& app);
 
 // The vocal track a package encodes, as a name inside TKKK: with a calibration, a copy of

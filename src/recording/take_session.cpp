@@ -121,6 +121,12 @@ void TmrStart_Timer(App& app) {
 }
 
 void Timer3_Timer(App& app) {
+    // While the song and the capture both run: where the take's voice stands against the
+    // backing, as the engine sees it (the song is gone by the time the take is stopped).
+    CaptureState& c = app.s.capture;
+    double started = 0, heard = 0;
+    if (c.recChan && BASS_RecordGetOffset(c.recChan, app.s.chan, &started, &heard))
+        c.takeOffset = CaptureState::TakeOffset{started * 1000.0, heard * 1000.0};
     app.s.recordBlink = app.s.recordBlink ? 0 : 1;
     setShown(app.ui.Picture2, app.s.recordBlink != 0);
 }

@@ -110,6 +110,37 @@ TEST_F(CaptureTest, FalseEndsTheCaptureAndAStopFromTheCallbackIsSafe) {
     EXPECT_EQ(BASS_ChannelIsActive(b), BASS_ACTIVE_STOPPED);
 }
 
+// The engine's account of a take: how long the capture had run when the song was started, and
+// when the song's first frame was heard, on the output's clock.
+TEST_F(CaptureTest, TheOffsetOfACaptureToASongPlayedMeanwhileIsOnTheOutputsClock) {
+    const std::string song = fixtures::writeAudio("offset_song.wav", fixtures::sine(440, 2), 2, 44100);
+    const HSTREAM chan = BASS_StreamCreateFile(0, song.c_str(), 0, 0, 0);
+    ASSERT_NE(chan, 0u);
+    Take take, meter;
+    const HRECORD rec = BASS_RecordStart(44100, 2, 0, &takeProc, &take);
+    ASSERT_NE(rec, 0u);
+    double started = -1, heard = -1;
+    EXPECT_FALSE(BASS_RecordGetOffset(rec, chan, &started, &heard)) << "no sample yet, nothing played";
+    EXPECT_EQ(BASS_ErrorGetCode(), BASS_ERROR_NOPLAY);
+    advance(4410 + 512 * 3); // the capture runs 100 ms and three blocks before the song starts
+    EXPECT_FALSE(BASS_RecordGetOffset(rec, chan, &started, &heard)) << "the song was never played";
+    ASSERT_TRUE(BASS_ChannelPlay(chan, 0));
+    const HRECORD late = BASS_RecordStart(44100, 2, 0, &takeProc, &meter); // joins after the start
+    ASSERT_NE(late, 0u);
+    advance(4410);
+    ASSERT_TRUE(BASS_RecordGetOffset(rec, chan, &started, &heard));
+    EXPECT_NEAR(started, (4410 + 512 * 3) / 44100.0, 1e-9);
+    // Heard when the output played it: the virtual device plays a block as soon as it is rendered.
+    EXPECT_NEAR(heard, started, 1.0 / 44100);
+    double lateStarted = 0;
+    ASSERT_TRUE(BASS_RecordGetOffset(late, chan, &lateStarted, nullptr));
+    EXPECT_NEAR(lateStarted, 0.0, 1e-9) << "its first sample came with the first block after the start";
+    EXPECT_FALSE(BASS_RecordGetOffset(chan, chan, &started, &heard)) << "not a capture";
+    EXPECT_EQ(BASS_ErrorGetCode(), BASS_ERROR_HANDLE);
+    EXPECT_FALSE(BASS_RecordGetOffset(rec, 0, &started, &heard));
+    BASS_StreamFree(chan);
+}
+
 TEST_F(CaptureTest, WithoutADeviceOrInputCaptureFailsCleanly) {
     Take t;
     EXPECT_EQ(BASS_RecordStart(44100, 2, 0, nullptr, nullptr), 0u);

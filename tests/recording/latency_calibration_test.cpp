@@ -124,5 +124,94 @@ TEST_F(LatencyTest, ThePackagesVoiceIsACopyThatBeginsTheRoundTripLaterAndTheTake
     EXPECT_EQ(recording::alignedVocalTrack(*app), "vocaltrack.wav");
 }
 
+// A take of a song of clicks, sung by an input that hears the output 120 ms late: in the mix the
+// voice's clicks fall on the backing's with a calibration, 120 ms behind without.
+class TakeAlignmentTest : public LatencyTest {
+  protected:
+    // Left-channel onsets: the first sample above half the track's peak after at least 100 ms
+    // below it. The microphone hears the song at the song's volume times the input's level (a
+    // quarter with both sliders halfway), so no fixed level would serve both tracks.
+    static std::vector<std::size_t> onsets(const std::vector<int>& left) {
+        std::vector<std::size_t> out;
+        int peak = 0;
+        for (int v : left) peak = std::max(peak, std::abs(v));
+        if (peak < 200) return out; // silence and rounding are no clicks
+        std::size_t quiet = 4410;
+        for (std::size_t i = 0; i < left.size(); ++i) {
+            if (std::abs(left[i]) > peak / 2) {
+                if (quiet >= 4410) out.push_back(i);
+                quiet = 0;
+            } else {
+                ++quiet;
+            }
+        }
+        return out;
+    }
+    // The backing's and the voice's onsets in LiveTrack.wav (the voice is the mix less the backing).
+    void takeAndMix(std::vector<std::size_t>& backingOnsets, std::vector<std::size_t>& voiceOnsets) {
+        const fs::path song = folder.path() / "Clicks.wav";
+        std::vector<std::int16_t> clicks(44100 * 4 * 2, 0);
+        const auto burst = voice(88, 7, 8000);
+        for (std::size_t at = 22050; at + 88 < clicks.size() / 2; at += 22050)
+            std::copy(burst.begin(), burst.end(), clicks.begin() + static_cast<std::ptrdiff_t>(at * 2));
+        writeWav(song, clicks);
+        dialogs.answerFile(song.string());
+        transport::CmdCarica_Click(*app);
+        recording::CmdRec_Click(*app);
+        transport::CmdPlw_Click(*app);
+        clock.advance(3000);
+        dialogs.clear();
+        dialogs.answer(platform::vbNo);
+        dialogs.answer(platform::vbOK);
+        dialogs.answerFile(std::nullopt);
+        transport::CmdStw_Click(*app);
+        const Wav backing = readWav(tkkk("BackingTrack.WAV"));
+        const Wav mix = readWav(folder.path() / "LiveTrack.wav");
+        std::vector<int> b, v;
+        for (std::size_t i = 0; i < mix.samples.size(); i += 2) {
+            const int bs = i < backing.samples.size() ? backing.samples[i] : 0;
+            b.push_back(bs);
+            v.push_back(mix.samples[i] - bs);
+        }
+        backingOnsets = onsets(b);
+        voiceOnsets = onsets(v);
+    }
+};
+
+TEST_F(TakeAlignmentTest, WithACalibrationTheVoiceLinesUpWithTheBacking) {
+    start();
+    loop(kDelay120ms);
+    const auto outcome = recording::CalibrateLatency(*app);
+    ASSERT_TRUE(outcome.measured) << outcome.message;
+    app->s.capture.calibration = outcome.measured;
+    std::vector<std::size_t> backing, sung;
+    takeAndMix(backing, sung);
+    ASSERT_GE(backing.size(), 4u);
+    ASSERT_GE(sung.size(), backing.size() - 1) << "the voice heard the clicks";
+    // The engine saw the capture begin as the song was started (both in the same virtual block),
+    // and the song heard at once: the round trip alone separates the tracks.
+    ASSERT_TRUE(app->s.capture.takeOffset);
+    EXPECT_NEAR(app->s.capture.takeOffset->startedMs, 0.0, 0.01);
+    EXPECT_NEAR(app->s.capture.takeOffset->heardMs, 0.0, 0.05);
+    for (std::size_t k = 0; k + 1 < backing.size() && k < sung.size(); ++k)
+        EXPECT_NEAR(static_cast<double>(sung[k]), static_cast<double>(backing[k]), kOneMs) << "click " << k;
+}
+
+TEST_F(TakeAlignmentTest, WithoutACalibrationTheVoiceIsTheRoundTripLate) {
+    // A damaged latency.vrk is no calibration: the take is mixed as it was captured.
+    std::ofstream(folder.path() / "latency.vrk", std::ios::binary) << "87.5.1 1";
+    start();
+    ASSERT_FALSE(app->s.capture.calibration);
+    loop(kDelay120ms);
+    std::vector<std::size_t> backing, sung;
+    takeAndMix(backing, sung);
+    ASSERT_GE(backing.size(), 4u);
+    ASSERT_GE(sung.size(), backing.size() - 1);
+    for (std::size_t k = 0; k + 1 < backing.size() && k < sung.size(); ++k)
+        EXPECT_NEAR(static_cast<double>(sung[k]), static_cast<double>(backing[k] + kDelay120ms), kOneMs)
+            << "click " << k;
+    EXPECT_FALSE(fs::exists(tkkk("vocaltrack-aligned.wav")));
+}
+
 } // namespace
 } // namespace velvora

@@ -7,9 +7,13 @@
 
 #include <QDialog>
 #include <QImage>
+#include <QLabel>
+#include <QPushButton>
 #include <QSlider>
 
 #include <gmock/gmock.h>
+
+#include <filesystem>
 
 namespace velvora {
 namespace {
@@ -114,6 +118,34 @@ TEST_F(LiveSpecTest, TheSoundSetUpEntriesStartTheDesktopMixerAndTheInputList) {
     EXPECT_EQ(dialogs.shown()[0].text, "Funzione Disponibile solo per XP Confermi ?");
     EXPECT_EQ(dialogs.shown()[0].caption, "REGISTRAZIONE");
     EXPECT_EQ(dialogs.shown()[0].style, platform::vbYesNo);
+}
+
+// The latency button says in its label what it found; a deaf input or none keeps nothing, a heard
+// round trip is kept in latency.vrk. The live meter's own capture runs all along.
+TEST_F(LiveSpecTest, TheLatencyButtonShowsWhatItHeardAndKeepsOnlyAMeasurement) {
+    engine::testing::setVirtualInputDelay(44100 * 87 / 1000); // the meter's capture opens the input
+    start();
+    live().show();
+    ASSERT_TRUE(live().loaded());
+    const auto label = [this] { return live().controls().LblLatency->text().toStdString(); };
+    const auto kept = folder.path() / "latency.vrk";
+    live().controls().CmdLatency->click(); // the input hears the room, not the output
+    EXPECT_EQ(label(), "No click was heard: the latency was not measured.");
+    EXPECT_FALSE(app->s.capture.calibration);
+    EXPECT_FALSE(std::filesystem::exists(kept));
+    engine::testing::hearOutputOnInput(true);
+    live().controls().CmdLatency->click();
+    engine::testing::hearOutputOnInput(false);
+    engine::testing::setVirtualInputDelay(0);
+    EXPECT_EQ(label(), "Latency: 87 ms \u00b1 0 ms");
+    ASSERT_TRUE(app->s.capture.calibration);
+    EXPECT_TRUE(std::filesystem::exists(kept));
+    // No capture device: a plain word, and the measurement kept before stays.
+    BASS_RecordFree();
+    live().controls().CmdLatency->click();
+    EXPECT_EQ(label(), "No input to listen on: the latency cannot be measured.");
+    EXPECT_TRUE(app->s.capture.calibration);
+    EXPECT_TRUE(live().controls().CmdLatency->isEnabled());
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "capture/capture.h"
 
 #include "common/errors.h"
+#include "common/steady_clock.h"
 #include "device/virtual_output.h"
 #include "pipeline/host.h"
 
@@ -203,6 +204,12 @@ DWORD CaptureHub::start(DWORD freq, DWORD chans, RECORDPROC* proc, void* user, i
     if (channels_.empty()) {
         // The first capture opens the input; later ones share it.
         virtualSource_ = virtualDeviceInUse();
+        {
+            std::lock_guard one(deliverMutex_);
+            delivered_ = 0;
+            std::lock_guard timing(timingMutex_);
+            timed_ = false;
+        }
         if (virtualSource_) {
             std::lock_guard delay(virtualMutex_);
             virtualDelay_.assign(static_cast<std::size_t>(virtualInputDelay()) * 2, 0.0f);
@@ -257,6 +264,18 @@ void CaptureHub::deliver(const float* frames, unsigned n) {
         std::lock_guard inputs(inputsMutex_);
         if (validInput(inputIndex_)) gain = inputs_[static_cast<std::size_t>(inputIndex_)].level;
     }
+    const std::uint64_t first = delivered_;
+    delivered_ += n;
+    {
+        // The block's last frame was taken no later than now.
+        const auto taken = static_cast<double>(delivered_);
+        const double bound = onVirtualClock() ? host().heardFrame() - taken * host().rate() / kSourceRate
+                                              : steadySeconds() - taken / kSourceRate;
+        std::lock_guard timing(timingMutex_);
+        if (!timed_ || bound < sourceStart_) sourceStart_ = bound;
+        timed_ = true;
+    }
+    for (const auto& ch : delivering_) ch->noteFirst(first);
     // No hub lock while the callbacks run: they may stop or start captures.
     for (const auto& ch : delivering_)
         if (!ch->feed(frames, n, gain) && ch->isActive() == BASS_ACTIVE_STOPPED && !ch->freed()) {
@@ -265,6 +284,19 @@ void CaptureHub::deliver(const float* frames, unsigned n) {
             host().freeChannel(ch->handle);
         }
     delivering_.clear();
+}
+
+bool CaptureHub::firstFrame(const CaptureChannel& ch, double& frame) const {
+    const double first = ch.firstSource();
+    std::lock_guard timing(timingMutex_);
+    if (first < 0 || !timed_) return false;
+    frame =
+        sourceStart_ + first * (onVirtualClock() ? host().rate() : 1.0) / static_cast<double>(kSourceRate);
+    return true;
+}
+
+bool CaptureHub::onVirtualClock() const {
+    return virtualDeviceInUse();
 }
 
 void CaptureHub::pushVirtual(const std::vector<std::int16_t>& stereo) {

@@ -36,6 +36,14 @@ class CaptureChannel final : public Channel {
     bool ownLevel(DWORD& level) override;
     void onFree() override;
 
+    // The source frame (counted from the source's opening) of the channel's first sample; notes
+    // it the first time, on the capture thread.
+    void noteFirst(std::uint64_t sourceFrame) {
+        double unset = -1;
+        firstSource_.compare_exchange_strong(unset, static_cast<double>(sourceFrame));
+    }
+    double firstSource() const { return firstSource_.load(); }
+
   private:
     CaptureHub& hub_;
     RECORDPROC* proc_;
@@ -54,6 +62,7 @@ class CaptureChannel final : public Channel {
     std::mutex levelMutex_;
     std::vector<float> recent_; // interleaved, chans per frame
     std::size_t recentAt_ = 0;
+    std::atomic<double> firstSource_{-1};
 };
 
 // The capture device (its inputs, exactly one of them on) and the captures running on it.
@@ -82,6 +91,14 @@ class CaptureHub {
     // From the source, on the capture thread: stereo float frames at kSourceRate.
     void deliver(const float* frames, unsigned n);
 
+    // The output frame that was being heard when `ch`'s first sample reached the input; false while
+    // it has none. The source's frames arrive late by the time the system takes to deliver them,
+    // never early, so each delivery bounds when the first one was taken and the least bound is kept.
+    // On the virtual device the figure is exact and on the output's frames; on a real input it is
+    // on the steady clock (steadySeconds), which the output's own figure would only blur.
+    bool firstFrame(const CaptureChannel& ch, double& frame) const;
+    bool onVirtualClock() const;
+
     // The virtual device's input: samples the test supplied, played as testing::advance moves.
     void pushVirtual(const std::vector<std::int16_t>& stereo);
     void advanceVirtual(unsigned frames);
@@ -104,6 +121,11 @@ class CaptureHub {
     int inputIndex_ = -1;
     std::mutex deliverMutex_; // one delivery at a time (the source's thread or advance)
     std::vector<std::shared_ptr<CaptureChannel>> delivering_;
+    // Source frames delivered since the source opened, and the output frame of the first one.
+    std::uint64_t delivered_ = 0;
+    mutable std::mutex timingMutex_;
+    double sourceStart_ = 0;
+    bool timed_ = false;
 
     std::mutex virtualMutex_;
     std::vector<std::int16_t> virtualQueue_;

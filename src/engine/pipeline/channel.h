@@ -118,6 +118,12 @@ class Channel : public std::enable_shared_from_this<Channel> {
     virtual bool stop();
     virtual DWORD isActive();
     Playback* playback() const { return playback_.get(); }
+    // The output frame being heard when BASS_ChannelPlay last started the channel (-1: never), and
+    // the channel's own frame it started from.
+    std::atomic<double> startedFrame{-1};
+    std::atomic<double> startedPos{0};
+    // The steady clock then, in seconds.
+    std::atomic<double> startedTime{0};
 
     // Called once when the handle is freed (the object may live on while a thread still uses it).
     virtual void onFree();

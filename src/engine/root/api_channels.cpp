@@ -1,6 +1,7 @@
 // Channel operations: play, pause, stop, positions, attributes, levels, sample data, syncs.
 #include "api.h"
 #include "common/errors.h"
+#include "common/steady_clock.h"
 #include "pipeline/playback.h"
 #include "pipeline/syncs.h"
 #include "root/engine.h"
@@ -67,7 +68,12 @@ BOOL BASS_ChannelPlay(DWORD handle, BOOL restart) {
     ChannelPtr ch = channelOf(handle);
     if (!ch) return fail(BASS_ERROR_HANDLE);
     if (ch->decodeOnly()) return fail(BASS_ERROR_DECODE);
+    const double now = Engine::instance().heardFrame();
+    const double from = restart ? 0.0 : ch->heardFrame();
     if (!ch->play(restart != 0)) return fail(BASS_ERROR_START);
+    ch->startedPos.store(from, std::memory_order_relaxed);
+    ch->startedTime.store(steadySeconds(), std::memory_order_relaxed);
+    ch->startedFrame.store(now, std::memory_order_release);
     return ok(1);
 }
 

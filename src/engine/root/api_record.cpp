@@ -65,3 +65,27 @@ HRECORD BASS_RecordStart(DWORD freq, DWORD chans, DWORD flags, RECORDPROC* proc,
     if (!h) return fail<HRECORD>(error, 0);
     return ok(h);
 }
+
+BOOL BASS_RecordGetOffset(HRECORD rec, DWORD chan, double* started, double* heard) {
+    Engine& e = Engine::instance();
+    const auto capture = std::dynamic_pointer_cast<CaptureChannel>(e.channel(rec));
+    const ChannelPtr played = e.channel(chan);
+    if (!capture || !played) return fail(BASS_ERROR_HANDLE);
+    double first = 0;
+    const double start = played->startedFrame.load(std::memory_order_acquire);
+    if (!e.captures().firstFrame(*capture, first) || start < 0) return fail(BASS_ERROR_NOPLAY);
+    const double rate = e.rate();
+    // The moment the channel's first frame was heard: from where it is heard now when it has
+    // begun to be, else the device's own latency after it was started.
+    double heardFrame = start + e.output().latencyFrames();
+    if (played->playback() && played->isActive() == BASS_ACTIVE_PLAYING) {
+        const double since = played->heardFrame() - played->startedPos.load(std::memory_order_relaxed);
+        if (since > 0) heardFrame = e.heardFrame() - since * rate / played->freq;
+    }
+    const double startedSeconds = e.captures().onVirtualClock()
+                                      ? (start - first) / rate
+                                      : played->startedTime.load(std::memory_order_relaxed) - first;
+    if (started) *started = startedSeconds;
+    if (heard) *heard = startedSeconds + (heardFrame - start) / rate;
+    return ok(1);
+}
