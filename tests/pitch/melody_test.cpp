@@ -1,7 +1,7 @@
-#include "engine/api.h"
-#include "engine/testing.h"
+#include "engine/virtual_device.h"
 #include "pitch/melody.h"
 #include "support/midi_writer.h"
+#include "support/offscreen_app.h"
 #include "support/song_files.h"
 
 #include <gmock/gmock.h>
@@ -70,21 +70,16 @@ TEST(Melody, ChordsGiveTheirHighestNoteAndARepeatedKeyIsANoteOfItsOwn) {
     EXPECT_EQ(keyAt(m, 3.0), -1);
 }
 
+// The engine's virtual device, which the melody is read through, and a folder of the test's own.
 class MelodyOfFiles : public ::testing::Test {
   protected:
-    void SetUp() override {
-        engine::testing::useVirtualDevice(true);
-        ASSERT_TRUE(BASS_Init(-1, 44100, 0, nullptr, nullptr));
-    }
-    void TearDown() override {
-        BASS_Free();
-        engine::testing::useVirtualDevice(false);
-    }
-    fs::path folder = fs::temp_directory_path() / ("velvora-melody-" + std::to_string(::getpid()));
+    void SetUp() override { ASSERT_TRUE(device_.opened()); }
+    fixtures::VirtualDevice device_;
+    velvora::testing::TempFolder tmp;
+    fs::path folder = tmp.path();
 };
 
 TEST_F(MelodyOfFiles, AKaraokeFileGivesTheNotesUnderItsWordsOnItsOwnClock) {
-    fs::create_directories(folder);
     // Syllables 96 ticks apart at 96 ticks a quarter and 0.6 s a quarter: a note each 0.6 s,
     // keys 60, 61, ... from the first syllable at 0.6 s.
     const fs::path kar = folder / "song.kar";
@@ -100,7 +95,6 @@ TEST_F(MelodyOfFiles, AKaraokeFileGivesTheNotesUnderItsWordsOnItsOwnClock) {
     miditest::writeFile(folder / "not.kar", "not a MIDI file");
     EXPECT_EQ(ReadMelody((folder / "not.kar").string()).channel, -1);
     EXPECT_EQ(ReadMelody((folder / "missing.kar").string()).channel, -1);
-    fs::remove_all(folder);
 }
 
 TEST_F(MelodyOfFiles, RealKaraokeFilesHaveAMelodyThatFollowsTheirWords) {
