@@ -104,12 +104,18 @@ unsigned Channel::pullStep(float* out, unsigned frames, const PullContext& ctx, 
     const unsigned n = produce(out, frames, ended);
     runProcessing(out, n); // DSP and effects, then the encoder tap
     const double pos1 = positionFrame();
-    decodedPos_.store(pos1, std::memory_order_relaxed);
+    notePulled(ctx, n, pos0, pos1, n ? (pos1 - pos0) / (n * ctx.scale) : 0.0);
+    return n;
+}
+
+void Channel::notePulled(const PullContext& ctx, unsigned n, double from, double to, double step) {
+    // The marker first: until a playback owns this channel, the position read is the decoded one,
+    // which must not run ahead to this block before the marker says that none of it is heard yet.
     if (n && ctx.top)
-        addMarker(ctx, ctx.ringBase, pos0, (pos1 - pos0) / (n * ctx.scale));
+        addMarker(ctx, ctx.ringBase, from, step);
     else if (!ctx.top)
         resetMarkers(nullptr, 0, -1);
-    return n;
+    decodedPos_.store(to, std::memory_order_relaxed);
 }
 
 void Channel::addMarker(const PullContext& ctx, double ringStart, double pos, double step) {

@@ -136,6 +136,9 @@ class Channel : public std::enable_shared_from_this<Channel> {
     // index `ringStart` of ctx.top.
     void addMarker(const PullContext& ctx, double ringStart, double pos, double step);
     void resetMarkers(Playback* top, double floor, double target);
+    // After a pull of `n` frames that took this channel from frame `from` to `to`, at `step` of its
+    // frames per ring frame: notes where they land, then publishes the decoded position.
+    void notePulled(const PullContext& ctx, unsigned n, double from, double to, double step);
 
   private:
     friend class Playback;

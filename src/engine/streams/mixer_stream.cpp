@@ -70,11 +70,7 @@ unsigned MixerStream::pullStep(float* out, unsigned frames, const PullContext& c
     std::lock_guard lock(produceMutex());
     const double pos0 = produced_;
     produced_ += n;
-    decodedPos_.store(produced_, std::memory_order_relaxed);
-    if (n && ctx.top)
-        addMarker(ctx, ctx.ringBase, pos0, 1.0 / ctx.scale);
-    else if (!ctx.top)
-        resetMarkers(nullptr, 0, -1);
+    notePulled(ctx, n, pos0, produced_, 1.0 / ctx.scale);
     return n;
 }
 
