@@ -1,8 +1,8 @@
 // The detector on a voice no one here wrote: espeak-ng speaking on one pitch (SSML prosody with no
 // range), men's and women's voices from 70 to 330 Hz. The truth is each recording's own
 // fundamental, found from the spectrum of its whole length at once: the frequency whose harmonics
-// stand highest above the gaps between them (the highest of such octaves), a measure that has nothing in common with the
-// detector's short windows.
+// stand highest above the gaps between them (the highest of such octaves), a measure that has nothing in
+// common with the detector's short windows.
 #include "pitch/pitch_detector.h"
 
 #include <gtest/gtest.h>
