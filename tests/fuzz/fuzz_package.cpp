@@ -47,6 +47,9 @@ Program& program() {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    // Opening a song moves the process into the program's folder; libFuzzer's corpus and seed
+    // paths are relative to where it started.
+    const fs::path startedIn = fs::current_path();
     Program& p = program();
     velvora::App& app = p.offscreen->app();
     const fs::path root = p.offscreen->folder.path();
@@ -67,5 +70,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (!fs::is_regular_file(fs::symlink_status(tmpk / app.s.trackFile[static_cast<std::size_t>(i)])))
             __builtin_trap();
     p.offscreen->dialogs.clear();
+    fs::current_path(startedIn);
     return 0;
 }

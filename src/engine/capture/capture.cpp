@@ -206,7 +206,8 @@ DWORD CaptureHub::start(DWORD freq, DWORD chans, DWORD periodMs, RECORDPROC* pro
         // The first capture opens the input; later ones share it.
         virtualSource_ = virtualDeviceInUse();
         {
-            std::lock_guard one(deliverMutex_);
+            // No delivery runs while no capture does. (deliverMutex_ is not taken here: a
+            // delivery holds it while it takes mutex_, and its callbacks may start captures.)
             delivered_ = 0;
             std::lock_guard timing(timingMutex_);
             timed_ = false;
@@ -265,11 +266,10 @@ void CaptureHub::deliver(const float* frames, unsigned n) {
         std::lock_guard inputs(inputsMutex_);
         if (validInput(inputIndex_)) gain = inputs_[static_cast<std::size_t>(inputIndex_)].level;
     }
-    const std::uint64_t first = delivered_;
-    delivered_ += n;
+    const std::uint64_t first = delivered_.fetch_add(n);
     {
         // The block's last frame was taken no later than now.
-        const auto taken = static_cast<double>(delivered_);
+        const auto taken = static_cast<double>(first + n);
         const double bound = onVirtualClock() ? host().heardFrame() - taken * host().rate() / kSourceRate
                                               : steadySeconds() - taken / kSourceRate;
         std::lock_guard timing(timingMutex_);

@@ -123,7 +123,7 @@ class CaptureHub {
     std::mutex deliverMutex_; // one delivery at a time (the source's thread or advance)
     std::vector<std::shared_ptr<CaptureChannel>> delivering_;
     // Source frames delivered since the source opened, and the output frame of the first one.
-    std::uint64_t delivered_ = 0;
+    std::atomic<std::uint64_t> delivered_{0};
     mutable std::mutex timingMutex_;
     double sourceStart_ = 0;
     bool timed_ = false;
