@@ -310,8 +310,9 @@ BOOL BASS_Encode_Stop(DWORD handle);
 
 // ---- Capture ----
 // Starts capturing the input that is on, 16-bit interleaved at `freq` (0: 44100) and `chans`
-// (0: 2); `proc` gets blocks of about 100 ms on the engine's capture thread; a false result ends
-// the capture. BASS_ChannelStop stops and frees a capture channel.
+// (0: 2); `proc` gets blocks on the engine's capture thread, of the milliseconds in the high word
+// of `flags` (5 to 1000; 0: 100 ms); a false result ends the capture. BASS_ChannelStop stops and frees a
+// capture channel.
 HRECORD BASS_RecordStart(DWORD freq, DWORD chans, DWORD flags, RECORDPROC* proc, void* user);
 // Where a capture stands against a channel that was played meanwhile, on the output's clock: the
 // seconds from the capture's first sample to the moment BASS_ChannelPlay started `chan`

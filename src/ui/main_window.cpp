@@ -2,14 +2,18 @@
 
 #include "core/startup.h"
 #include "explorer/explorer_window.h"
+#include "pitch/pitch_guide.h"
 #include "ui/form1_window.h"
 #include "ui/live_input_window.h"
 #include "ui/wiring.h"
 #include "widgets/main_controls.h"
+#include "widgets/pitch_strip.h"
 
 #include "transport/transport.h"
 
+#include <QAction>
 #include <QApplication>
+#include <QBoxLayout>
 #include <QCloseEvent>
 #include <QKeyEvent>
 #include <QLineEdit>
@@ -25,10 +29,25 @@ MainWindow::MainWindow(platform::Services& services)
     app_->hooks.showLiveSpec = [this] { liveSpec().show(); };
     app_->hooks.showForm1 = [this] { form1().show(); };
     QObject::connect(controls_->CmdMicro, &QPushButton::clicked, [this] { liveSpec().show(); });
+    addPitchGuide();
     qApp->installEventFilter(this);
 }
 
 MainWindow::~MainWindow() = default;
+
+void MainWindow::addPitchGuide() {
+    pitchStrip_ = new widgets::PitchStrip(controls_->grpLyrics);
+    auto* box = qobject_cast<QBoxLayout*>(controls_->grpLyrics->layout());
+    box->insertWidget(box->indexOf(controls_->Picture3) + 1, pitchStrip_);
+    pitchStrip_->hide();
+    pitchGuide_ = std::make_unique<pitch::PitchGuide>(*app_, *pitchStrip_);
+    pitchAction_ = controls_->mnutil->addAction("Pitch guide");
+    pitchAction_->setCheckable(true);
+    QObject::connect(pitchAction_, &QAction::toggled, [this](bool on) {
+        pitchStrip_->setVisible(on);
+        pitchGuide_->setShown(on);
+    });
+}
 
 LiveSpecWindow& MainWindow::liveSpec() {
     if (!liveSpec_) liveSpec_ = std::make_unique<LiveSpecWindow>(*app_, this);

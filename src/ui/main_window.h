@@ -7,6 +7,13 @@
 #include <QMainWindow>
 #include <memory>
 
+namespace velvora::pitch {
+class PitchGuide;
+}
+namespace velvora::widgets {
+class PitchStrip;
+}
+
 namespace velvora::explorer {
 class ExplorerWindow;
 }
@@ -26,6 +33,11 @@ class MainWindow final : public QMainWindow {
     // The live input level window, made on first use.
     LiveSpecWindow& liveSpec();
     explorer::ExplorerWindow& explorer() { return *explorer_; }
+    // The pitch strip under the lyric page, the guide that fills it, and its toggle in the
+    // Utility menu (off at start).
+    widgets::PitchStrip& pitchStrip() { return *pitchStrip_; }
+    pitch::PitchGuide& pitchGuide() { return *pitchGuide_; }
+    QAction* pitchAction() { return pitchAction_; }
     // The package maker's window, made on first use.
     Form1Window& form1();
 
@@ -35,6 +47,7 @@ class MainWindow final : public QMainWindow {
     bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
+    void addPitchGuide();
     std::unique_ptr<widgets::MainControls> controls_;
     // Before the session, whose hooks use it, and gone after it.
     WindowParts parts_;
@@ -42,6 +55,9 @@ class MainWindow final : public QMainWindow {
     std::unique_ptr<LiveSpecWindow> liveSpec_; // goes before the session it works on
     std::unique_ptr<explorer::ExplorerWindow> explorer_;
     std::unique_ptr<Form1Window> form1_;
+    widgets::PitchStrip* pitchStrip_ = nullptr; // owned by the lyric group box
+    QAction* pitchAction_ = nullptr;
+    std::unique_ptr<pitch::PitchGuide> pitchGuide_;
 };
 
 } // namespace velvora::ui

@@ -45,17 +45,23 @@ class CaptureTest : public ::testing::Test {
 TEST_F(CaptureTest, TakeAndMeterCaptureTheSuppliedSamplesAtOnce) {
     const auto input = fixtures::pattern(44100 * 2);
     engine::testing::pushCaptureInput(input);
-    Take take, meter;
+    Take take, meter, quick;
     const HRECORD a = BASS_RecordStart(44100, 2, 0, &takeProc, &take);
     const HRECORD b = BASS_RecordStart(44100, 2, 0, &takeProc, &meter);
+    // A capture that asks for 10 ms blocks in the high word of its flags.
+    const HRECORD c = BASS_RecordStart(44100, 2, 10u << 16, &takeProc, &quick);
     ASSERT_NE(a, 0u);
     ASSERT_NE(b, 0u);
+    ASSERT_NE(c, 0u);
     EXPECT_EQ(BASS_ChannelIsActive(a), BASS_ACTIVE_PLAYING);
     for (int i = 0; i < 200; ++i) advance(441); // 2 s in uneven steps
     ASSERT_EQ(take.samples.size(), input.size());
     EXPECT_TRUE(take.samples == input); // no gap, no repeat, exact 16-bit
     EXPECT_TRUE(meter.samples == input);
     for (DWORD len : take.blocks) EXPECT_EQ(len, 4410u * 4); // 100 ms blocks
+    EXPECT_TRUE(quick.samples == input);
+    for (DWORD len : quick.blocks) EXPECT_EQ(len, 441u * 4);
+    EXPECT_TRUE(BASS_ChannelStop(c));
     // The level: the last 20 ms captured (silence now) then, with loud input, near full scale.
     advance(4410); // the input has run out: silence
     EXPECT_EQ(BASS_ChannelGetLevel(a), 0u);
@@ -144,6 +150,8 @@ TEST_F(CaptureTest, TheOffsetOfACaptureToASongPlayedMeanwhileIsOnTheOutputsClock
 TEST_F(CaptureTest, WithoutADeviceOrInputCaptureFailsCleanly) {
     Take t;
     EXPECT_EQ(BASS_RecordStart(44100, 2, 0, nullptr, nullptr), 0u);
+    EXPECT_EQ(BASS_ErrorGetCode(), BASS_ERROR_ILLPARAM);
+    EXPECT_EQ(BASS_RecordStart(44100, 2, 4u << 16, &takeProc, &t), 0u) << "a period below 5 ms";
     EXPECT_EQ(BASS_ErrorGetCode(), BASS_ERROR_ILLPARAM);
     ASSERT_TRUE(BASS_RecordSetInput(0, BASS_INPUT_OFF, -1));
     EXPECT_EQ(BASS_RecordStart(44100, 2, 0, &takeProc, &t), 0u);

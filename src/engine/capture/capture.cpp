@@ -12,14 +12,15 @@ namespace engine {
 
 // ---- CaptureChannel ----
 
-CaptureChannel::CaptureChannel(CaptureHub& hub, DWORD f, DWORD c, RECORDPROC* proc, void* user)
+CaptureChannel::CaptureChannel(CaptureHub& hub, DWORD f, DWORD c, DWORD periodMs, RECORDPROC* proc,
+                               void* user)
     : hub_(hub), proc_(proc), user_(user) {
     freq = f;
     chans = c;
     flags = 0;
     ctype = BASS_CTYPE_RECORD;
     step_ = static_cast<double>(kSourceRate) / f;
-    blockFrames_ = std::max<std::size_t>(1, f / 10);
+    blockFrames_ = std::max<std::size_t>(1, static_cast<std::size_t>(f) * periodMs / 1000);
     block_.reserve(blockFrames_ * c);
     recent_.assign(static_cast<std::size_t>(std::max<DWORD>(1, f / 50)) * c, 0.0f);
 }
@@ -186,7 +187,7 @@ int CaptureHub::setInput(int index, DWORD flags, float level) {
     return 0;
 }
 
-DWORD CaptureHub::start(DWORD freq, DWORD chans, RECORDPROC* proc, void* user, int& error) {
+DWORD CaptureHub::start(DWORD freq, DWORD chans, DWORD periodMs, RECORDPROC* proc, void* user, int& error) {
     CaptureInput input;
     int index = -1;
     {
@@ -199,7 +200,7 @@ DWORD CaptureHub::start(DWORD freq, DWORD chans, RECORDPROC* proc, void* user, i
             }
     }
     if (index < 0) return error = BASS_ERROR_DEVICE, 0; // no input is on
-    auto ch = std::make_shared<CaptureChannel>(*this, freq, chans, proc, user);
+    auto ch = std::make_shared<CaptureChannel>(*this, freq, chans, periodMs, proc, user);
     std::lock_guard lock(mutex_);
     if (channels_.empty()) {
         // The first capture opens the input; later ones share it.

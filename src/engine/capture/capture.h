@@ -23,7 +23,8 @@ class CaptureHub;
 
 class CaptureChannel final : public Channel {
   public:
-    CaptureChannel(CaptureHub& hub, DWORD freq, DWORD chans, RECORDPROC* proc, void* user);
+    // `periodMs`: how much sound each call of `proc` brings.
+    CaptureChannel(CaptureHub& hub, DWORD freq, DWORD chans, DWORD periodMs, RECORDPROC* proc, void* user);
 
     // Takes `frames` stereo frames at kSourceRate with `gain` applied; calls the callback for each
     // full block. False once the callback asked to end.
@@ -82,7 +83,7 @@ class CaptureHub {
     int setInput(int index, DWORD flags, float level);
 
     // Starts a capture channel on the input that is on; 0 and the error code on failure.
-    DWORD start(DWORD freq, DWORD chans, RECORDPROC* proc, void* user, int& error);
+    DWORD start(DWORD freq, DWORD chans, DWORD periodMs, RECORDPROC* proc, void* user, int& error);
     // Takes a channel out (stop, end, free); the source closes with the last one.
     void remove(const CaptureChannel* ch);
     // Ends and frees every capture channel (BASS_RecordFree, BASS_Free).

@@ -56,12 +56,14 @@ BOOL BASS_RecordSetInput(int input, DWORD flags, float volume) {
 }
 
 HRECORD BASS_RecordStart(DWORD freq, DWORD chans, DWORD flags, RECORDPROC* proc, void* user) {
-    (void)flags;
     if (freq == 0) freq = kSourceRate;
     if (chans == 0) chans = 2;
-    if (freq < 1000 || freq > 384000 || chans > 8 || !proc) return fail<HRECORD>(BASS_ERROR_ILLPARAM, 0);
+    DWORD period = flags >> 16;
+    if (period == 0) period = 100;
+    if (freq < 1000 || freq > 384000 || chans > 8 || !proc || period < 5 || period > 1000)
+        return fail<HRECORD>(BASS_ERROR_ILLPARAM, 0);
     int error = 0;
-    const DWORD h = Engine::instance().captures().start(freq, chans, proc, user, error);
+    const DWORD h = Engine::instance().captures().start(freq, chans, period, proc, user, error);
     if (!h) return fail<HRECORD>(error, 0);
     return ok(h);
 }

@@ -1,0 +1,123 @@
+#include "pitch/pitch_guide.h"
+
+#include "core/controller.h"
+#include "core/vb_text.h"
+#include "pitch/score.h"
+#include "widgets/pitch_strip.h"
+
+#include <cmath>
+
+namespace velvora::pitch {
+
+namespace {
+
+constexpr const char* kNoMelody = "This song has no melody to sing against: your pitch alone.";
+constexpr const char* kNoInput = "No input to listen on: the pitch cannot be shown.";
+// The capture's block for the guide: a note shows this soon after it is sung.
+constexpr DWORD kCapturePeriodMs = 10;
+
+BOOL listen(HRECORD, const void* buffer, DWORD length, void* user) {
+    static_cast<PitchTracker*>(user)->push(static_cast<const std::int16_t*>(buffer), length / 4);
+    return 1;
+}
+
+bool isMidiSong(const std::string& fileName) {
+    const std::string ext = vb::LCase(vb::Ext3(fileName));
+    return ext == "mid" || ext == "kar" || ext == "idi";
+}
+
+double keyOf(float hz) {
+    return hz > 0 ? 69.0 + 12.0 * std::log2(hz / 440.0) : 0.0;
+}
+
+} // namespace
+
+PitchGuide::PitchGuide(App& app, widgets::PitchStrip& strip)
+    : app_(app), strip_(strip), timer_(app.sys.clock.makeTimer(kTickMs, false)) {
+    timer_->onTick = [this] { tick(); };
+}
+
+PitchGuide::~PitchGuide() {
+    stopListening();
+}
+
+void PitchGuide::setShown(bool shown) {
+    shown_ = shown;
+    timer_->setEnabled(shown);
+    if (!shown)
+        stopListening();
+    else
+        tick();
+}
+
+void PitchGuide::songChanged() {
+    song_ = app_.s.FileName;
+    melody_ = isMidiSong(song_) ? ReadMelody(song_) : Melody{};
+    std::vector<widgets::StripNote> notes;
+    for (const MelodyNote& n : melody_.notes) notes.push_back({n.start, n.end, n.key});
+    strip_.setNotes(std::move(notes));
+    strip_.clearReadings();
+    strip_.setMessage(song_.empty() || melody_.channel >= 0 ? QString() : QString(kNoMelody));
+}
+
+bool PitchGuide::startListening(double heardSeconds) {
+    tracker_ = std::make_unique<PitchTracker>(44100);
+    capture_ = BASS_RecordStart(44100, 2, kCapturePeriodMs << 16, &listen, tracker_.get());
+    if (!capture_) {
+        tracker_.reset();
+        noInput_ = true;
+        strip_.setMessage(kNoInput);
+        return false;
+    }
+    captureSongStart_ = heardSeconds;
+    sung_.clear();
+    return true;
+}
+
+void PitchGuide::stopListening() {
+    if (capture_) BASS_ChannelStop(capture_);
+    capture_ = 0;
+    tracker_.reset();
+}
+
+void PitchGuide::takeReadings(double heardSeconds) {
+    const double roundTrip =
+        app_.s.capture.calibration ? app_.s.capture.calibration->roundTripMs / 1000.0 : 0.0;
+    std::vector<widgets::StripReading> shown;
+    for (const PitchFrame& f : tracker_->takeReadings()) {
+        const double t = captureSongStart_ + f.seconds - roundTrip;
+        sung_.push_back({t, f.hz});
+        shown.push_back({t, keyOf(f.hz)});
+    }
+    strip_.setNow(heardSeconds);
+    strip_.addReadings(shown);
+}
+
+void PitchGuide::scoreSong() {
+    if (melody_.channel < 0 || sung_.empty()) return;
+    lastScore_ = scoreTake(melody_, sung_, tracker_->hopSeconds());
+    app_.sys.dialogs.msgBox("Your score: " + std::to_string(lastScore_) + " of 100", platform::vbInformation,
+                            "Velvora");
+}
+
+void PitchGuide::tick() {
+    if (app_.s.FileName != song_) songChanged();
+    if (!shown_) return;
+    const DWORD chan = app_.s.chan;
+    const bool playing = chan && BASS_ChannelIsActive(chan) == BASS_ACTIVE_PLAYING;
+    if (playing) lastHeard_ = BASS_ChannelBytes2Seconds(chan, BASS_ChannelGetPosition(chan, BASS_POS_BYTE));
+    if (playing && !capture_ && !noInput_) startListening(lastHeard_);
+    if (capture_) takeReadings(lastHeard_);
+    if (!playing && wasPlaying_ && capture_) {
+        // The song came to its end or was stopped: what is still in the tracker counts too. It was
+        // sung to its end when the melody's last note had been heard.
+        tracker_->drain();
+        takeReadings(lastHeard_);
+        if (!melody_.notes.empty() && lastHeard_ >= melody_.notes.back().end - 0.1) scoreSong();
+        stopListening();
+    }
+    if (!playing) noInput_ = false;
+    wasPlaying_ = playing;
+}
+
+} // namespace velvora::pitch
