@@ -1,7 +1,8 @@
 // The road of a take to a package and back, on the virtual clock, the way a user goes: a take
-// over a KAR song answered Yes is encoded and finished in the package maker; the package reopens
-// as three tracks under one mixer, shows its title block, lights its lyric line by line, and the
-// mix button writes LiveTrack.wav at the strip's levels. Then the package edge cases a user meets.
+// over a KAR song, or over an MP3 song whose tag carries synchronised lyrics, answered Yes is
+// encoded and finished in the package maker; the package reopens as three tracks under one mixer,
+// shows its title block, lights its lyric line by line, and the mix button writes LiveTrack.wav at
+// the strip's levels. Then the package edge cases a user meets.
 #include "core/controls.h"
 #include "core/song_state.h"
 #include "engine/api.h"
@@ -11,7 +12,9 @@
 #include "recording/take_files.h"
 #include "support/app_fixture.h"
 #include "support/midi_writer.h"
+#include "support/mp3_bytes.h"
 #include "support/song_files.h"
+#include "support/user_input.h"
 #include "transport/song_open.h"
 #include "ui/form1_window.h"
 #include "widgets/form1_controls.h"
@@ -75,20 +78,29 @@ class PackageRoadTest : public AppFixture {
         dialogs.answerFile(path.string());
         app->ui.CmdCarica->click();
     }
+    bool midiSong() const { return song.extension() == ".kar"; }
+    // The song sung over becomes an MP3 whose tag carries `words` as synchronised lyrics.
+    void useSyltSong(const std::vector<testing::mp3::SyltEntry>& words, double seconds) {
+        song = testing::writeSyltSong(song.parent_path(), "Evening.mp3", words, seconds);
+    }
     // Opens the song, arms a take, plays through the count-in and sings `seconds` of a tone, then
-    // stops and answers Yes: the two tracks are encoded and the maker comes up.
+    // stops and answers Yes: the two tracks are encoded and the maker comes up. A MIDI song plays
+    // and stops with its own buttons and says its two "Done" boxes; an audio song with the audio
+    // ones, silently.
     void singAndAnswerYes(double seconds) {
         load(song);
-        ASSERT_TRUE(shows(*app, SongState::MidiReady));
+        ASSERT_TRUE(shows(*app, midiSong() ? SongState::MidiReady : SongState::AudioReady));
         app->ui.CmdRec->click();
         ASSERT_TRUE(app->s.recordArmed);
-        app->ui.Cmd_play->click();
+        (midiSong() ? app->ui.Cmd_play : app->ui.CmdPlw)->click();
         engine::testing::pushCaptureInput(toneSamples(seconds, 550.0, 9000));
         clock.advance(static_cast<long long>(seconds * 1000));
         dialogs.answer(platform::vbYes);
-        dialogs.answer(platform::vbOK); // "Done! LRC Creator"
-        dialogs.answer(platform::vbOK); // "Done!"
-        app->ui.Cmd_Stop->click();
+        if (midiSong()) {
+            dialogs.answer(platform::vbOK); // "Done! LRC Creator"
+            dialogs.answer(platform::vbOK); // "Done!"
+        }
+        (midiSong() ? app->ui.Cmd_Stop : app->ui.CmdStw)->click();
     }
     // The five fields typed, saved, and the package written under `name` (the title the save
     // dialog proposes, unless the user changes it), with an optional password typed first.
@@ -124,6 +136,85 @@ class PackageRoadTest : public AppFixture {
         for (QLabel* l : {ui.NVKTitle, ui.NVKArtista, ui.NVKEditore, ui.NVKDisco, ui.NVKTono})
             out.push_back(caption(l));
         return out;
+    }
+    std::vector<std::string> typedLabels(const std::string& title) const {
+        return {title + std::string(9, ' '), "The Singer" + std::string(18, ' '),
+                "Taylor" + std::string(13, ' '), "Nursery" + std::string(15, ' '),
+                "Do" + std::string(11, ' ')};
+    }
+    // The two encoded tracks of the unpacked package, decoded; each holds the take's five seconds
+    // and more, the voice its sung tone.
+    struct Tracks {
+        std::vector<std::int16_t> backing, voice;
+    };
+    void decodeUnpackedTracks(Tracks& t) {
+        t = {decodeFile(work("TMPK/BackingTrack.MP3")), decodeFile(work("TMPK/vocaltrack.MP3"))};
+        ASSERT_GT(t.backing.size(), 44100u * 2 * 5);
+        ASSERT_GT(t.voice.size(), 44100u * 2 * 5);
+        EXPECT_GT(rms(t.voice, 44100 * 2, 44100 * 8), 3000) << "the sung tone is in the voice track";
+    }
+    // Presses Play on the armed package with what is heard kept from here; gives the time of the press.
+    long long playListening() {
+        engine::testing::keepHeard(true);
+        engine::testing::clearHeard();
+        const long long started = clock.nowMs();
+        app->ui.CmdPlw->click();
+        return started;
+    }
+    // The first two tracks at the level the strip opens them with, the song sung over at none.
+    void expectTracksUnderOneMixer() {
+        const Session& s = app->s;
+        float level = -1;
+        EXPECT_TRUE(BASS_ChannelGetAttribute(s.stems[0], BASS_ATTRIB_VOL, &level));
+        EXPECT_NEAR(level, 100.0f / 127, 1e-4);
+        EXPECT_TRUE(BASS_ChannelGetAttribute(s.stems[1], BASS_ATTRIB_VOL, &level));
+        EXPECT_NEAR(level, 100.0f / 127, 1e-4);
+        if (s.stems[2]) {
+            EXPECT_TRUE(BASS_ChannelGetAttribute(s.stems[2], BASS_ATTRIB_VOL, &level));
+            EXPECT_EQ(level, 0.0f);
+        }
+    }
+    // Loudness of what was heard between two points, in 16-bit units.
+    static double heardRms(std::size_t from, std::size_t to) {
+        const std::vector<float>& heard = engine::testing::heard();
+        to = std::min(to, heard.size());
+        double sum = 0;
+        for (std::size_t i = from; i < to; ++i) sum += heard[i] * heard[i];
+        return to > from ? std::sqrt(sum / static_cast<double>(to - from)) * 32768 : 0.0;
+    }
+    // Stopped, then mixed with the backing at the strip's top, the voice at half and the song left
+    // silent: LiveTrack.wav is the two tracks at those levels, kept under the name given, and TMPK
+    // is empty.
+    void mixAtTheStripsLevels(const Tracks& tracks) {
+        const std::vector<std::int16_t>& backing = tracks.backing;
+        const std::vector<std::int16_t>& voice = tracks.voice;
+        app->ui.CmdStw->click();
+        ASSERT_TRUE(app->ui.BtnMix->isEnabled());
+        app->ui.Slider2[0]->setValue(0);
+        app->ui.Slider2[1]->setValue(127 - 64);
+        const fs::path kept = song.parent_path() / "kept mix.wav";
+        dialogs.answer(platform::vbOK); // "Fatto!"
+        dialogs.answerFile(kept.string());
+        app->ui.BtnMix->click();
+        EXPECT_EQ(boxTexts().back(), "Fatto!");
+        const recordingtest::Wav mix = recordingtest::readWav(work("LiveTrack.wav"));
+        ASSERT_GE(mix.samples.size(), backing.size());
+        std::size_t compared = 0;
+        int worst = 0;
+        const double backingLevel = (127 - app->ui.Slider2[0]->value()) / 127.0;
+        const double voiceLevel = (127 - app->ui.Slider2[1]->value()) / 127.0;
+        EXPECT_NEAR(voiceLevel, 64 / 127.0, 1e-9);
+        EXPECT_EQ(app->ui.Slider2[2]->value(), 127);
+        for (std::size_t i = 0; i < std::min(backing.size(), voice.size()); ++i) {
+            const double expected = backing[i] * backingLevel + voice[i] * voiceLevel;
+            if (std::abs(expected) > 30000) continue;
+            worst = std::max(worst, static_cast<int>(std::lround(std::abs(mix.samples[i] - expected))));
+            ++compared;
+        }
+        EXPECT_GT(compared, backing.size() / 2);
+        EXPECT_LE(worst, 2) << "the mix is the tracks at the strip's levels";
+        EXPECT_EQ(readBytes(kept), readBytes(work("LiveTrack.wav")));
+        EXPECT_TRUE(fs::is_empty(work("TMPK"))) << "the mix empties TMPK";
     }
 
     fs::path song;
@@ -163,35 +254,17 @@ TEST_F(PackageRoadTest, ATakeBecomesAPackageThatReopensPlaysLightsItsLyricAndMix
     EXPECT_FALSE(fs::exists(work("syncro.LRC"))) << "opening a song clears the loose work files";
     EXPECT_EQ(s.timing.lyricFileText.find("HOW I WONDER"), std::string::npos) << "no lyric on the first pass";
     EXPECT_EQ(app->ui.Slider2[2]->value(), 127) << "the song sung over starts silent";
-    const std::vector<std::int16_t> backing = decodeFile(work("TMPK/BackingTrack.MP3"));
-    const std::vector<std::int16_t> voice = decodeFile(work("TMPK/vocaltrack.MP3"));
-    ASSERT_GT(backing.size(), 44100u * 2 * 5);
-    ASSERT_GT(voice.size(), 44100u * 2 * 5);
-    EXPECT_GT(rms(voice, 44100 * 2, 44100 * 8), 3000) << "the sung tone is in the voice track";
+    Tracks tracks;
+    ASSERT_NO_FATAL_FAILURE(decodeUnpackedTracks(tracks));
 
     // Play: the second pass finds the lyric, the title block shows the typed fields.
-    engine::testing::keepHeard(true);
-    engine::testing::clearHeard();
-    const long long started = clock.nowMs();
-    app->ui.CmdPlw->click();
+    const long long started = playListening();
     ASSERT_TRUE(shows(*app, SongState::PackagePlaying));
-    EXPECT_EQ(labels(),
-              (std::vector<std::string>{"Twinkle Star" + std::string(9, ' '),
-                                        "The Singer" + std::string(18, ' '), "Taylor" + std::string(13, ' '),
-                                        "Nursery" + std::string(15, ' '), "Do" + std::string(11, ' ')}));
+    EXPECT_EQ(labels(), typedLabels("Twinkle Star"));
     ASSERT_TRUE(s.words.lyricsPresent);
     ASSERT_EQ(s.words.lyricLines.size(), 5u);
     EXPECT_EQ(s.words.lyricLines[2], "HOW I WONDER WHAT YOU ARE");
-    // The three tracks under the one mixer, the third at level 0.
-    float level = -1;
-    EXPECT_TRUE(BASS_ChannelGetAttribute(s.stems[0], BASS_ATTRIB_VOL, &level));
-    EXPECT_NEAR(level, 100.0f / 127, 1e-4);
-    EXPECT_TRUE(BASS_ChannelGetAttribute(s.stems[1], BASS_ATTRIB_VOL, &level));
-    EXPECT_NEAR(level, 100.0f / 127, 1e-4);
-    if (s.stems[2]) {
-        EXPECT_TRUE(BASS_ChannelGetAttribute(s.stems[2], BASS_ATTRIB_VOL, &level));
-        EXPECT_EQ(level, 0.0f);
-    }
+    expectTracksUnderOneMixer();
 
     // Line by line: each line lights at its stamp, none before. (The timing engine steps to a word
     // only when one follows it, so the last line of the list is never lit.)
@@ -206,41 +279,78 @@ TEST_F(PackageRoadTest, ATakeBecomesAPackageThatReopensPlaysLightsItsLyricAndMix
         EXPECT_EQ(s.lyricPos, line + 1);
     }
     // What was heard is the backing and the voice, at the level the strip gives each.
-    const std::vector<float>& heard = engine::testing::heard();
-    ASSERT_GE(heard.size(), 44100u * 2 * 3);
-    double heardRms = 0;
-    for (std::size_t i = 44100; i < 44100 * 5; ++i) heardRms += heard[i] * heard[i];
-    heardRms = std::sqrt(heardRms / (44100 * 4)) * 32768;
-    EXPECT_GT(heardRms, 1000);
+    ASSERT_GE(engine::testing::heard().size(), 44100u * 2 * 3);
+    EXPECT_GT(heardRms(44100, 44100 * 5), 1000);
     engine::testing::keepHeard(false);
-    app->ui.CmdStw->click();
-    ASSERT_TRUE(app->ui.BtnMix->isEnabled());
+    mixAtTheStripsLevels(tracks);
+}
 
-    // The mix: the backing at the strip's top, the voice at half, the song left silent.
-    app->ui.Slider2[0]->setValue(0);
-    app->ui.Slider2[1]->setValue(127 - 64);
-    const fs::path kept = song.parent_path() / "Twinkle mix.wav";
-    dialogs.answer(platform::vbOK); // "Fatto!"
-    dialogs.answerFile(kept.string());
-    app->ui.BtnMix->click();
-    EXPECT_EQ(boxTexts().back(), "Fatto!");
-    const recordingtest::Wav mix = recordingtest::readWav(work("LiveTrack.wav"));
-    ASSERT_GE(mix.samples.size(), backing.size());
-    std::size_t compared = 0;
-    int worst = 0;
-    const double backingLevel = (127 - app->ui.Slider2[0]->value()) / 127.0;
-    const double voiceLevel = (127 - app->ui.Slider2[1]->value()) / 127.0;
-    EXPECT_NEAR(voiceLevel, 64 / 127.0, 1e-9);
-    for (std::size_t i = 0; i < std::min(backing.size(), voice.size()); ++i) {
-        const double expected = backing[i] * backingLevel + voice[i] * voiceLevel;
-        if (std::abs(expected) > 30000) continue;
-        worst = std::max(worst, static_cast<int>(std::lround(std::abs(mix.samples[i] - expected))));
-        ++compared;
+TEST_F(PackageRoadTest, ATakeOverAnMp3WithTagLyricsBecomesAPackageThatLightsTheSongsWords) {
+    // Words at song time: each line's first word begins with "/".
+    const std::vector<testing::mp3::SyltEntry> words = {{"/Twin", 1000}, {"kle ", 1500},  {"/lit", 2000},
+                                                        {"tle ", 2500},  {"/star", 3000}, {"", 4000}};
+    useSyltSong(words, 9.0);
+    singAndAnswerYes(6.0);
+    EXPECT_EQ(boxTexts(), std::vector<std::string>{"Crea NVK(SI)  Crea Wave(NO) "});
+    const fs::path nvk = song.parent_path() / "Evening Star.NVK";
+    finishPackage("Evening Star", nvk);
+    EXPECT_EQ(dialogs.shown().back().text, "NVK CREATO CON SUCCESSO!");
+
+    // Reopened: the two encoded tracks, the song whole with its tag, the information text, and no
+    // lyric file beside an MP3 song.
+    load(nvk);
+    ASSERT_TRUE(shows(*app, SongState::PackageReady));
+    Session& s = app->s;
+    std::vector<std::string> members;
+    for (const auto& entry : fs::directory_iterator(work("TMPK"))) members.push_back(entry.path().filename());
+    std::sort(members.begin(), members.end());
+    EXPECT_EQ(members, (std::vector<std::string>{"BackingTrack.MP3", "Evening Star.txt", "ZZZZ.MP3",
+                                                 "vocaltrack.MP3"}));
+    ASSERT_EQ(s.stemCount, 3);
+    EXPECT_EQ(s.trackFile[2], "ZZZZ.MP3");
+    EXPECT_EQ(readBytes(work("TMPK/ZZZZ.MP3")), readBytes(song)) << "the song sung over, tag and all";
+    ASSERT_NE(s.stems[2], 0u) << "the song is a track of its own";
+    EXPECT_EQ(app->ui.Slider2[2]->value(), 127) << "the song sung over starts silent";
+    // The song's tag gives the words on this first pass already.
+    EXPECT_TRUE(s.syltPending);
+    ASSERT_TRUE(s.words.lyricsPresent);
+    EXPECT_EQ(s.words.lyricLines, (std::vector<std::string>{"", "TWINKLE ", "LITTLE ", "STAR"}));
+    Tracks tracks;
+    ASSERT_NO_FATAL_FAILURE(decodeUnpackedTracks(tracks));
+    EXPECT_GT(rms(tracks.backing, 44100 * 2, 44100 * 8), 3000) << "the song is in the backing track";
+
+    // Play: the title block shows the typed fields, the words are read once more and not doubled.
+    const long long started = playListening();
+    ASSERT_TRUE(shows(*app, SongState::PackagePlaying));
+    EXPECT_EQ(labels(), typedLabels("Evening Star"));
+    EXPECT_EQ(s.words.lyricLines, (std::vector<std::string>{"", "TWINKLE ", "LITTLE ", "STAR"}));
+    EXPECT_TRUE(app->tmr.Timer1->enabled());
+    EXPECT_TRUE(app->tmr.tmrSYLTmp3->enabled());
+    expectTracksUnderOneMixer();
+
+    // Word by word at the song's time, each line lighting with its first word. (The step moves to
+    // a word only when one follows it, so the closing entry is never lit.)
+    for (std::size_t k = 1; k < words.size(); ++k) {
+        SCOPED_TRACE(k);
+        ASSERT_TRUE(clock.advanceUntil([&] { return s.lyricPos >= static_cast<int>(k) + 1; }, 6000, 10));
+        const long long lit = clock.nowMs() - started - words[k - 1].time;
+        EXPECT_GE(lit, -50) << "lit before its time";
+        EXPECT_LE(lit, 250) << "lit late";
+        EXPECT_EQ(s.painter.currentLine, s.words.wordList[k].LineNo);
     }
-    EXPECT_GT(compared, backing.size() / 2);
-    EXPECT_LE(worst, 2) << "the mix is the tracks at the strip's levels";
-    EXPECT_EQ(readBytes(kept), readBytes(work("LiveTrack.wav")));
-    EXPECT_TRUE(fs::is_empty(work("TMPK"))) << "the mix empties TMPK";
+    EXPECT_EQ(s.painter.currentLine, 3);
+    ASSERT_GE(engine::testing::heard().size(), 44100u * 2 * 3);
+    EXPECT_GT(heardRms(44100, 44100 * 5), 1000);
+    // With the backing and the voice pulled down, the song sung over is not heard.
+    testing::userSets(app->ui.Slider2[0], 127);
+    testing::userSets(app->ui.Slider2[1], 127);
+    clock.advance(500);
+    engine::testing::clearHeard();
+    clock.advance(500);
+    EXPECT_GT(engine::testing::heard().size(), 44100u / 2);
+    EXPECT_LT(heardRms(0, engine::testing::heard().size()), 1.0) << "the third track is silent";
+    engine::testing::keepHeard(false);
+    mixAtTheStripsLevels(tracks);
 }
 
 TEST_F(PackageRoadTest, ASaveUnderAnotherNameOpensWithABlankTitleBlock) {

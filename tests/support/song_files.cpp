@@ -1,10 +1,14 @@
 #include "support/song_files.h"
 
+#include "encoding/wav_to_mp3.h"
 #include "support/midi_writer.h"
+
+#include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdint>
 #include <fstream>
+#include <iterator>
 
 namespace velvora::testing {
 
@@ -60,6 +64,23 @@ void writeToneWav(const std::filesystem::path& path, double seconds, double hz, 
         for (int c = 0; c < channels; ++c) samples.push_back(v);
     }
     writeWav(path, samples, channels);
+}
+
+std::filesystem::path writeSyltSong(const std::filesystem::path& folder, const std::string& name,
+                                    const std::vector<mp3::SyltEntry>& entries, double seconds) {
+    const std::filesystem::path wav = folder / (name + ".tone.wav");
+    const std::filesystem::path bare = folder / (name + ".tone.mp3");
+    writeToneWav(wav, seconds);
+    const encoding::ConvertOutcome made = encoding::convertWavToMp3(wav.string(), bare.string(), "velvora");
+    EXPECT_EQ(made.status, encoding::ConvertOutcome::Done) << made.description;
+    std::ifstream in(bare, std::ios::binary);
+    const std::string audio((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    in.close();
+    std::filesystem::remove(wav);
+    std::filesystem::remove(bare);
+    const std::filesystem::path song = folder / name;
+    mp3::write(song, mp3::tag(mp3::textFrame("TIT2", "Evening") + mp3::syltFrame(entries)) + audio);
+    return song;
 }
 
 std::vector<std::string> twinkleSyllables() {

@@ -13,29 +13,12 @@
 #include <QPushButton>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 
 namespace velvora::testing {
 namespace {
 
 namespace fs = std::filesystem;
-
-// A tone of `seconds` encoded to MP3, behind an ID3v2.3 tag that holds `entries` in a SYLT frame.
-fs::path writeSyltSong(const fs::path& folder, const std::string& name,
-                       const std::vector<mp3::SyltEntry>& entries, double seconds) {
-    const fs::path wav = folder / "tone.wav";
-    const fs::path bare = folder / "tone.mp3";
-    writeToneWav(wav, seconds);
-    const encoding::ConvertOutcome made = encoding::convertWavToMp3(wav.string(), bare.string(), "velvora");
-    EXPECT_EQ(made.status, encoding::ConvertOutcome::Done) << made.description;
-    std::ifstream in(bare, std::ios::binary);
-    const std::string audio((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    const fs::path song = folder / name;
-    mp3::write(song, mp3::tag(mp3::textFrame("TIT2", "Evening") + mp3::syltFrame(entries)) + audio);
-    return song;
-}
 
 class TagLyricsRoad : public AppFixture {
   protected:
