@@ -224,6 +224,9 @@ struct Session {
     // texts together tell when it is opened.
     std::string textEncoding;
     std::string customName;
+    // The ZIP file the song in hand was unpacked from; empty for a song opened where it lies. Its
+    // path, not the unpacked one, names the song's own settings.
+    std::string songArchive;
     bool recordArmed = false;
     bool pauseUsed = false;
     bool pausedNow = false;

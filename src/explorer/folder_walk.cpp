@@ -1,6 +1,7 @@
 #include "explorer/folder_walk.h"
 
 #include "explorer/song_record.h"
+#include "package/cdg_zip.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -58,7 +59,12 @@ struct Walk {
                 continue;
             }
             const std::string kind = songKind(p.string());
-            if (kind.empty()) continue;
+            if (kind.empty()) {
+                // A ZIP file is listed when it names CD+G graphics; any other archive is not a song.
+                if (isZipFile(p.string()) && fs::is_regular_file(st) && package::namesCdgGraphics(p.string()))
+                    songs.push_back(p);
+                continue;
+            }
             if (fs::is_regular_file(st)) {
                 songs.push_back(p);
                 if (kind == "CD+G") graphicsStems.insert(p.stem().string());

@@ -5,6 +5,8 @@
 #include "engine/api.h"
 #include "karaoke/midi_scanner.h"
 #include "karaoke/song_identification.h"
+#include "package/cdg_zip.h"
+#include "tags/byte_source.h"
 #include "tags/id3v23_reader.h"
 #include "tags/mpeg_info.h"
 
@@ -59,6 +61,10 @@ class ScanThreadDialogs final : public platform::Dialogs {
     std::string& problem_;
 };
 
+// An MP3 inside a ZIP file larger than this is not read for the list: far beyond any song, and
+// what one scan step may hold in memory.
+constexpr std::uint64_t kMaxZippedMp3Bytes = 256ull << 20;
+
 std::string lower(std::string s) {
     for (char& c : s)
         if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
@@ -87,16 +93,20 @@ void cutKaraokeTitle(const std::string& buffer, std::string& title) {
     if (title.size() > static_cast<std::size_t>(length - 2)) title.resize(length - 2);
 }
 
-// The length of a song as the engine would play it; -1 when the engine cannot open it (or is not
-// up, as in a program that only scans).
-int lengthSeconds(const std::string& path, bool midi) {
-    const HSTREAM h = midi ? BASS_MIDI_StreamCreateFile(0, path.c_str(), 0, 0, BASS_STREAM_DECODE, 44100)
-                           : BASS_StreamCreateFile(0, path.c_str(), 0, 0, BASS_STREAM_DECODE);
+// Whole seconds of a decoding stream, which is freed; -1 when the engine could not open it (or is
+// not up, as in a program that only scans).
+int streamSeconds(HSTREAM h) {
     if (!h) return -1;
     const QWORD bytes = BASS_ChannelGetLength(h, BASS_POS_BYTE);
     const double seconds = bytes == static_cast<QWORD>(-1) ? -1 : BASS_ChannelBytes2Seconds(h, bytes);
     BASS_StreamFree(h);
     return seconds < 0 ? -1 : static_cast<int>(std::floor(seconds));
+}
+
+// The length of a song as the engine would play it.
+int lengthSeconds(const std::string& path, bool midi) {
+    return streamSeconds(midi ? BASS_MIDI_StreamCreateFile(0, path.c_str(), 0, 0, BASS_STREAM_DECODE, 44100)
+                              : BASS_StreamCreateFile(0, path.c_str(), 0, 0, BASS_STREAM_DECODE));
 }
 
 void readMidi(SongRecord& r) {
@@ -131,23 +141,52 @@ std::string tagText(std::string text) {
     return vb::Trim(text);
 }
 
-void readMp3(SongRecord& r) {
+// The title and artist of an MP3's tags, at its end and at its head, and the length its headers
+// tell, kept for when the engine cannot give one.
+void readMp3Tags(SongRecord& r, tags::ByteSource& bytes, int& headerSeconds) {
     tags::mMP3 end;
-    end.ReadEndTags(r.path);
+    end.ReadEndTags(bytes);
     if (!tagText(end.info.Title).empty()) r.title = tagText(end.info.Title);
     r.artist = tagText(end.info.Artist);
+    headerSeconds = end.durationSeconds;
 
     std::string problem;
     ScanThreadClock clock;
     ScanThreadDialogs dialogs(problem);
     tags::modID3V230Reader head(dialogs, clock);
-    head.ReadID3v23(r.path, true, false);
+    head.ReadID3v23(bytes, true, false);
     if (!tagText(head.id3Title).empty()) r.title = tagText(head.id3Title);
     if (!tagText(head.id3Artist).empty()) r.artist = tagText(head.id3Artist);
     if (!problem.empty()) r.problem = problem;
+}
 
+void readMp3(SongRecord& r) {
+    int headerSeconds = 0;
+    tags::FileBytes file(r.path);
+    if (file.isOpen()) readMp3Tags(r, file, headerSeconds);
     r.seconds = lengthSeconds(r.path, false);
-    if (r.seconds < 0 && end.durationSeconds > 0) r.seconds = end.durationSeconds;
+    if (r.seconds < 0 && headerSeconds > 0) r.seconds = headerSeconds;
+}
+
+// An MP3 already in memory, as one taken out of a ZIP file.
+void readMp3Bytes(SongRecord& r, const std::string& mp3) {
+    int headerSeconds = 0;
+    tags::MemoryBytes bytes(reinterpret_cast<const std::uint8_t*>(mp3.data()), mp3.size());
+    readMp3Tags(r, bytes, headerSeconds);
+    r.seconds = mp3.empty()
+                    ? -1
+                    : streamSeconds(BASS_StreamCreateFile(1, mp3.data(), 0, mp3.size(), BASS_STREAM_DECODE));
+    if (r.seconds < 0 && headerSeconds > 0) r.seconds = headerSeconds;
+}
+
+// A ZIP file holding a CD+G song: the MP3 inside is read in memory, never unpacked to disk.
+void readCdgZip(SongRecord& r) {
+    std::string mp3, problem;
+    if (!package::readCdgZipAudio(r.path, kMaxZippedMp3Bytes, mp3, problem)) {
+        r.problem = problem;
+        return;
+    }
+    readMp3Bytes(r, mp3);
 }
 
 // A CD+G song is its graphics and the MP3 beside them: the title, artist and length are the MP3's.
@@ -180,6 +219,10 @@ std::string songKind(const std::string& path) {
     return {};
 }
 
+bool isZipFile(const std::string& path) {
+    return lower(std::filesystem::path(path).extension().string()) == ".zip";
+}
+
 std::string displayName(const std::string& path) {
     return vb::decodeText(std::filesystem::path(path).stem().string());
 }
@@ -195,7 +238,7 @@ bool readPackageInfo(const std::string&, SongRecord&) {
 SongRecord readSong(const std::string& path) {
     SongRecord r;
     r.path = path;
-    r.kind = songKind(path);
+    r.kind = isZipFile(path) ? "CD+G" : songKind(path);
     r.title = displayName(path);
     std::error_code ec;
     if (!std::filesystem::exists(path, ec)) {
@@ -208,6 +251,8 @@ SongRecord readSong(const std::string& path) {
         readMp3(r);
     else if (r.kind == "NVK")
         readPackageInfo(path, r);
+    else if (r.kind == "CD+G" && isZipFile(path))
+        readCdgZip(r);
     else if (r.kind == "CD+G")
         readCdg(r);
     else if (r.kind == "WAV") {

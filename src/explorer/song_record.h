@@ -12,7 +12,8 @@ struct SongRecord {
     // UTF-8 texts. The title falls back to the file name when the file names none.
     std::string title;
     std::string artist;
-    // "KAR", "MIDI", "MP3", "WAV", "NVK" or "CD+G" (a .cdg file, whose MP3 lies beside it).
+    // "KAR", "MIDI", "MP3", "WAV", "NVK" or "CD+G" (a .cdg file, whose MP3 lies beside it, or a
+    // ZIP file holding the two).
     std::string kind;
     // Whole seconds; -1 when the length is not known.
     int seconds = -1;
@@ -23,7 +24,10 @@ struct SongRecord {
 };
 
 // The kind of a song file from its extension (any case); empty for a file that is not a song.
+// A ZIP file is a song only when it holds one (see isZipFile and package/cdg_zip.h).
 std::string songKind(const std::string& path);
+// A ".zip" file name, any case.
+bool isZipFile(const std::string& path);
 // The file name without its folder and extension, as UTF-8 whatever the name's encoding: a name
 // that is not UTF-8 is read as Windows-1252, as the program reads all text from files.
 std::string displayName(const std::string& path);

@@ -247,6 +247,76 @@ bool ZipArchive::checkEntry(int index) {
     return ok;
 }
 
+bool ZipArchive::describeMember(std::uint64_t index, ZipMember& out) {
+    zip_stat_t st;
+    zip_stat_init(&st);
+    if (zip_stat_index(zip_, index, 0, &st) != 0 || !(st.valid & ZIP_STAT_NAME)) return false;
+    out = ZipMember{};
+    out.index = index;
+    out.name = st.name;
+    if (isFolderMember(out.name)) return false;
+    out.size = (st.valid & ZIP_STAT_SIZE) ? st.size : 0;
+    out.compressedSize = (st.valid & ZIP_STAT_COMP_SIZE) ? st.comp_size : 0;
+    const bool supported = !(st.valid & ZIP_STAT_COMP_METHOD) ||
+                           zip_compression_method_supported(static_cast<zip_int32_t>(st.comp_method), 0);
+    if (isSymlinkMember(zip_, index))
+        out.refusal = "a symbolic link";
+    else if (!supported)
+        out.refusal = "an unsupported compression method";
+    else if (!(st.valid & ZIP_STAT_SIZE))
+        out.refusal = "no declared size";
+    out.beyondLimits = out.refusal.empty() &&
+                       (out.size > limits_.totalBytes ||
+                        (out.size > limits_.ratioFloor &&
+                         out.size / std::max<std::uint64_t>(out.compressedSize, 1) > limits_.maxRatio));
+    if (out.beyondLimits) out.refusal = "member expands beyond the limit";
+    return true;
+}
+
+bool ZipArchive::listMembers(std::vector<ZipMember>& out) {
+    out.clear();
+    if (!zip_) return fail("no archive is open");
+    const zip_int64_t count = zip_get_num_entries(zip_, 0);
+    if (count < 0 || static_cast<std::uint64_t>(count) > limits_.maxEntries)
+        return fail("too many members in the archive");
+    for (zip_uint64_t i = 0; i < static_cast<zip_uint64_t>(count); ++i) {
+        ZipMember member;
+        if (describeMember(i, member)) out.push_back(std::move(member));
+    }
+    return true;
+}
+
+bool ZipArchive::readMember(const ZipMember& member, std::string& out) {
+    out.clear();
+    if (!zip_) return fail("no archive is open");
+    if (!member.refusal.empty()) return fail(member.name + ": " + member.refusal);
+    zip_file_t* file = zip_fopen_index(zip_, member.index, 0);
+    if (!file) return fail(member.name + ": " + zipErrorText(zip_get_error(zip_)));
+    // The declared size bounds the buffer; one byte more tells a member that lies about it.
+    out.resize(static_cast<std::size_t>(member.size) + 1);
+    std::uint64_t total = 0;
+    bool ok = true;
+    for (;;) {
+        const zip_int64_t got = zip_fread(file, out.data() + total, out.size() - total);
+        if (got < 0) {
+            ok = fail(member.name + ": " + zipErrorText(zip_file_get_error(file)));
+            break;
+        }
+        if (got == 0) break;
+        total += static_cast<std::uint64_t>(got);
+        if (total > member.size) {
+            ok = fail(member.name + ": member longer than it declares");
+            break;
+        }
+    }
+    zip_fclose(file);
+    if (ok)
+        out.resize(static_cast<std::size_t>(total));
+    else
+        out.clear();
+    return ok;
+}
+
 bool ZipArchive::extractOne(std::uint64_t index, const fs::path& target, std::uint64_t size,
                             const std::string& name) {
     zip_file_t* file = zip_fopen_index(zip_, index, 0);
@@ -310,29 +380,25 @@ bool ZipArchive::extractFiles(const std::string& mask) {
     std::uint64_t total = 0;
     bool allWritten = true;
     for (zip_uint64_t i = 0; i < static_cast<zip_uint64_t>(count); ++i) {
-        zip_stat_t st;
-        zip_stat_init(&st);
-        if (zip_stat_index(zip_, i, 0, &st) != 0 || !(st.valid & ZIP_STAT_NAME)) continue;
-        std::string name = st.name;
-        if (isFolderMember(name)) continue;
+        ZipMember member;
+        if (!describeMember(i, member)) continue;
+        const std::string& name = member.name;
         fs::path base = safeMemberPath(name, false);
         if (!maskMatches(mask, name) && !maskMatches(mask, base.string())) continue;
         fs::path path = safeMemberPath(name, preservePath_);
-        bool supported = !(st.valid & ZIP_STAT_COMP_METHOD) ||
-                         zip_compression_method_supported(static_cast<zip_int32_t>(st.comp_method), 0);
-        if (path.empty() || isSymlinkMember(zip_, i) || !supported || !(st.valid & ZIP_STAT_SIZE)) {
-            ++refused_;
-            allWritten = false;
-            error_ = name + ": member refused";
-            continue;
+        if (path.empty() || !member.refusal.empty()) {
+            // A bomb stops the whole job before anything is written; other refusals only the member.
+            if (path.empty() || !member.beyondLimits) {
+                ++refused_;
+                allWritten = false;
+                error_ = name + ": member refused";
+                continue;
+            }
+            return fail(name + ": " + member.refusal);
         }
-        std::uint64_t compressed = (st.valid & ZIP_STAT_COMP_SIZE) ? st.comp_size : 0;
-        if (st.size > limits_.ratioFloor &&
-            st.size / std::max<std::uint64_t>(compressed, 1) > limits_.maxRatio)
-            return fail(name + ": member expands beyond the limit");
-        total += st.size;
+        total += member.size;
         if (total > limits_.totalBytes) return fail("the archive expands beyond the limit");
-        jobs.push_back({i, path, st.size, name});
+        jobs.push_back({i, path, member.size, name});
     }
 
     std::error_code ec;

@@ -12,6 +12,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 struct zip; // libzip's archive
 
@@ -22,6 +23,19 @@ struct ExtractLimits {
     std::uint64_t maxRatio = 200;          // uncompressed to compressed, for one member
     std::uint64_t ratioFloor = 1u << 20;   // members smaller than this are not held to the ratio
     std::uint64_t maxEntries = 4096;       // an archive with more members is refused
+};
+
+// One member as the central directory describes it; nothing of its body has been read.
+struct ZipMember {
+    std::uint64_t index = 0;
+    std::string name;
+    std::uint64_t size = 0;
+    std::uint64_t compressedSize = 0;
+    // Why the member may not be read or extracted under the limits (a link, an unsupported method,
+    // an unknown size, an expansion past the ratio or the total): empty when it may.
+    std::string refusal;
+    // The refusal is an expansion past the limits: an extraction job holding it is refused whole.
+    bool beyondLimits = false;
 };
 
 class ZipArchive {
@@ -57,6 +71,13 @@ class ZipArchive {
     // member) into the base folder. True when every selected member was written.
     bool extractFiles(const std::string& mask);
 
+    // The members of the open archive, folders left out, from its central directory alone; false
+    // for an archive with more members than the count limit.
+    bool listMembers(std::vector<ZipMember>& out);
+    // Decompresses a member that is not refused into memory, checking that it gives no more than it
+    // declares; false, with `out` empty, otherwise.
+    bool readMember(const ZipMember& member, std::string& out);
+
     int extractedCount() const { return extracted_; }
     int refusedCount() const { return refused_; }
     const std::string& lastError() const { return error_; }
@@ -70,6 +91,8 @@ class ZipArchive {
     bool fail(const std::string& text);
     // Opens the archive at path with libzip's flags, closing the one open before.
     bool openWith(const std::filesystem::path& path, int flags);
+    // The member at `index`; false for a folder member or one whose entry cannot be read.
+    bool describeMember(std::uint64_t index, ZipMember& out);
     bool extractOne(std::uint64_t index, const std::filesystem::path& target, std::uint64_t size,
                     const std::string& name);
 

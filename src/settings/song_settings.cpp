@@ -59,6 +59,10 @@ std::string songSettingsPath(const App& app, const std::string& songPath) {
     return resolveCaseInsensitive(app.appFolder, "SongCustom/" + GetFileName(songPath) + ".txt");
 }
 
+std::string audioSettingsSong(const App& app) {
+    return app.s.songArchive.empty() ? app.s.FileName : app.s.songArchive;
+}
+
 std::string multiText(const App& app) {
     const auto& ui = app.ui;
     const int tracks = std::clamp<int>(app.s.stemCount, 0, static_cast<int>(ui.Slider2.size()));
@@ -100,7 +104,7 @@ std::string SaveMulti(App& app) {
 }
 
 std::string SaveAudio(App& app) {
-    return save(app, app.s.FileName, audioText(app));
+    return save(app, audioSettingsSong(app), audioText(app));
 }
 
 std::string SaveMidi(App& app) {

@@ -16,6 +16,9 @@ namespace velvora::settings {
 // has it), the song's file name without its folder, and ".txt". Songs of one name in different
 // folders share it.
 std::string songSettingsPath(const App& app, const std::string& songPath);
+// The path that names the settings of the audio song in hand: the ZIP file it was unpacked from,
+// so that songs of one name in different archives keep their own, else the song's own file.
+std::string audioSettingsSong(const App& app);
 
 // The three layouts as the controls stand, one value a line in the classic print form.
 std::string multiText(const App& app);

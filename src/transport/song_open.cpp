@@ -89,10 +89,15 @@ void openMidi(App& app, Road road) {
     setShown(ui.CmdOff, false);
 }
 
-// The dialog's road when nothing is opened.
+bool isZipArchive(const std::string& path) {
+    return vb::LCase(vb::Ext3(path)) == "zip";
+}
+
+// The dialog's road when nothing is opened; a queued song that cannot be opened leaves the window
+// as Load does.
 void leaveUnopened(App& app, Road road) {
     auto& ui = app.ui;
-    if (road == Road::Load) {
+    if (road == Road::Load || road == Road::Queued) {
         showSongState(app, SongState::Empty);
         setEnabled(ui.BtnMix, false);
         setEnabled(ui.MnuOpenSong, true);
@@ -104,18 +109,20 @@ void leaveUnopened(App& app, Road road) {
 
 // A CD+G song is its graphics file with the MP3 of the same name beside it; the song is named by
 // the graphics file, so either of the two chosen gives the same song. A ZIP file holding the two
-// is unpacked into the program's own CDGZIP folder and the song is the graphics file there. A
-// graphics file alone, or a ZIP file that holds no such pair, is refused with a box; the chosen
-// file becomes "".
+// is unpacked into the program's own CDGZIP folder and the song is the graphics file there; the
+// archive is kept as `songArchive`. A graphics file alone, or a ZIP file that holds no such pair,
+// is refused with a box; the chosen file becomes "".
 std::string songOfChosen(App& app, const std::string& chosen) {
-    if (vb::LCase(vb::Ext3(chosen)) == "zip") {
+    if (isZipArchive(chosen)) {
         std::string problem;
         const std::string graphics =
             package::UnpackCdgSong(chosen, std::filesystem::path(app.appFolder) / "CDGZIP", problem);
         if (graphics.empty())
             app.sys.dialogs.msgBox("The ZIP file " + GetFileName(chosen) +
-                                       " holds no CD+G song to open: " + problem + ".",
+                                       " holds no CD+G song to open: it " + problem + ".",
                                    platform::vbExclamation, "Velvora");
+        else
+            app.s.songArchive = chosen;
         return graphics;
     }
     if (isCdgSong(chosen)) {
@@ -165,6 +172,7 @@ void open(App& app, Road road, const std::string* given = nullptr) {
     s.songStartedMark = false;
     s.songFresh = true;
     if (!reopens(road)) s.FileName.clear();
+    if (road != Road::Reopen) s.songArchive.clear();
     if (!reopens(road)) settings::visionLoad(app); // the menu road's one, at each open
     setEnabled(ui.Cmd_play, false);
 
@@ -193,11 +201,19 @@ void open(App& app, Road road, const std::string* given = nullptr) {
             leaveUnopened(app, road);
             return;
         }
-        s.dialogFolder = std::filesystem::path(song).parent_path().string();
+        // The next dialog opens where the chosen file lies, not in the program's own folder.
+        s.dialogFolder = std::filesystem::path(*chosen).parent_path().string();
         s.dialogFileName = song;
         ui.LyricsRef->clear();
         s.hasTagLyrics = false;
         s.FileName = song;
+    } else if (road == Road::Queued && isZipArchive(s.FileName)) {
+        // A queued ZIP file is unpacked as the Load dialog's choice would be.
+        s.FileName = songOfChosen(app, s.FileName);
+        if (s.FileName.empty()) {
+            leaveUnopened(app, road);
+            return;
+        }
     }
 
     if (!isMidiSong(s.FileName)) {

@@ -13,7 +13,8 @@ void Plmenu_Click(App& app);
 void openChosenSong(App& app, const std::string& path);
 // The explorer's "play next": `fileName` becomes the song in hand and is opened the way
 // Plmenu_Click re-opens it. While a song plays it shows "PREMI STOP", changes nothing and returns
-// false, as the Play button of the other kind does.
+// false, as the Play button of the other kind does. A ZIP file is unpacked as the Load dialog's
+// choice is; one that holds no CD+G song says why in a box and leaves the window empty.
 bool OpenQueued(App& app, const std::string& fileName);
 
 // "m:ss" of whole seconds, as the time labels show it.

@@ -152,7 +152,7 @@ void ModMulti(App& app) {
 void ModAudio(App& app) {
     Session& s = app.s;
     auto& ui = app.ui;
-    auto file = songFile(app, s.FileName);
+    auto file = songFile(app, settings::audioSettingsSong(app));
     if (!file || !skip(*file, 1)) return;
     const auto remover = file->number();
     if (!remover) return;

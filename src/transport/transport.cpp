@@ -240,7 +240,7 @@ void CmdPlw_Click(App& app) {
     ui.Sldposition->setValue(0);
     app.tmr.tmrMidiTest->setEnabled(true);
     app.tmr.TimTps->setEnabled(true);
-    s.customName = GetFileName(s.FileName);
+    s.customName = GetFileName(settings::audioSettingsSong(app));
     if (settingsFileExists(app, s.customName))
         ModAudio(app);
     else

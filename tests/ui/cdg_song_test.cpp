@@ -13,12 +13,14 @@
 #include "support/app_fixture.h"
 #include "support/song_files.h"
 #include "support/user_input.h"
+#include "transport/level_controls.h"
 #include "widgets/lyricpicture.h"
 #include "widgets/main_controls.h"
 #include "widgets/words_full_screen.h"
 
 #include <QApplication>
 #include <QPushButton>
+#include <QSlider>
 #include <QTest>
 
 #include <cstdlib>
@@ -262,13 +264,13 @@ TEST_F(CdgSong, AZipWithoutAPairOrWithHostileMembersSaysWhyAndWritesNothingOutsi
              z.add("s.mp3", mp3);
              z.link("s.cdg", "/etc/passwd");
          },
-         "unpacked safely"},
+         "read safely"},
         {"bomb.zip",
          [&](auto& z) {
              z.add("s.mp3", std::string(32 << 20, '\0'));
              z.add("s.cdg", cdg);
          },
-         "unpacked safely"},
+         "read safely"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -302,6 +304,84 @@ TEST_F(CdgSong, AZipWithoutAPairOrWithHostileMembersSaysWhyAndWritesNothingOutsi
     EXPECT_FALSE(fs::exists(folder.path() / "up.mp3"));
     EXPECT_FALSE(fs::exists(folder.path().parent_path() / "up.mp3"));
     app->ui.CmdStw->click();
+}
+
+// What a singer sets for a song from a ZIP file: tempo, key and volume, with SAVE.
+struct SongLevels {
+    int tempo;
+    int key;
+    int volume;
+};
+
+void setLevels(App& app, const SongLevels& l) {
+    app.ui.SldMp3[1]->setValue(l.tempo);
+    transport::SldMp3_Change(app, 1);
+    app.ui.SldMp3[0]->setValue(l.key);
+    transport::SldMp3_Change(app, 0);
+    app.ui.SldVolume->setValue(l.volume);
+    transport::SldVolume_Change(app);
+}
+
+TEST_F(CdgSong, ASongFromAZipKeepsItsSettingsUnderTheArchivesOwnName) {
+    start();
+    const fs::path loose = writePair();
+    const std::string mp3 = packagetest::readBytes(folder.path() / "Night Train.mp3");
+    const std::string cdg = packagetest::readBytes(loose);
+    // Two discs whose songs inside have the same names.
+    const fs::path first = folder.path() / "discs" / "First.zip";
+    const fs::path second = folder.path() / "discs" / "Second.zip";
+    fs::create_directories(first.parent_path());
+    for (const fs::path& p : {first, second}) {
+        packagetest::RawZip zip(p);
+        zip.add("Song.mp3", mp3);
+        zip.add("Song.cdg", cdg);
+        zip.close();
+    }
+    const fs::path custom = fs::path(app->appFolder) / "SONGCUSTOM";
+    auto& ui = app->ui;
+    auto saveAndStop = [&] {
+        dialogs.answer(platform::vbOK);
+        ui.CmdMidi->click();
+        ASSERT_FALSE(dialogs.shown().empty());
+        EXPECT_EQ(dialogs.shown().back().text, "Done!");
+        ui.CmdStw->click();
+    };
+
+    openAndPlay(first);
+    EXPECT_EQ(app->s.dialogFolder, first.parent_path().string()) << "Load next opens beside the disc";
+    setLevels(*app, {20, 3, 70});
+    saveAndStop();
+    EXPECT_TRUE(fs::exists(custom / "First.zip.txt"));
+    EXPECT_FALSE(fs::exists(custom / "Song.cdg.txt")) << "not under the name of the unpacked file";
+
+    openAndPlay(second);
+    EXPECT_EQ(ui.SldMp3[1]->value(), 0) << "the other disc's song has no settings yet";
+    setLevels(*app, {-10, 0, 50});
+    saveAndStop();
+    EXPECT_TRUE(fs::exists(custom / "Second.zip.txt"));
+
+    openAndPlay(first);
+    EXPECT_EQ(ui.SldMp3[1]->value(), 20);
+    EXPECT_EQ(caption(ui.Lbltmp), "20%");
+    EXPECT_EQ(ui.SldVolume->value(), 70);
+    EXPECT_EQ(ui.SldMp3[0]->value(), 0) << "a CD+G song's key line is not put back";
+    EXPECT_EQ(app->s.FileName, (fs::path(app->appFolder) / "CDGZIP" / "Song.cdg").string());
+    ui.CmdStw->click();
+    openAndPlay(second);
+    EXPECT_EQ(ui.SldMp3[1]->value(), -10);
+    EXPECT_EQ(ui.SldVolume->value(), 50);
+    ui.CmdStw->click();
+
+    // A loose pair keeps its settings under its own file name, as every other song does.
+    openAndPlay(loose);
+    EXPECT_EQ(ui.SldMp3[1]->value(), 0);
+    setLevels(*app, {10, 0, 60});
+    saveAndStop();
+    EXPECT_TRUE(fs::exists(custom / "Night Train.CDG.txt"));
+    openAndPlay(first);
+    EXPECT_EQ(ui.SldMp3[1]->value(), 20) << "the loose song's file did not touch the disc's";
+    ui.CmdStw->click();
+    EXPECT_TRUE(dialogs.unexpected().empty());
 }
 
 } // namespace
