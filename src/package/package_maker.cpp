@@ -3,6 +3,7 @@
 #include "core/files.h"
 #include "core/vb_text.h"
 #include "package/package_open.h"
+#include "recording/take_score.h"
 #include "widgets/form1_controls.h"
 
 #include <QApplication>
@@ -133,11 +134,23 @@ void PackageMaker::Command5_Click() {
             !copyFile(resolveCaseInsensitive(app_.appFolder, "syncro.LRC"), tmpk("LIRICA.LRC"), error))
             return trapped(error);
     }
+    if (!carryTakeScore(error)) return trapped(error);
     zip_.setPreservePath(ui_.Check1->isChecked());
     zip_.setBaseFolder({});
     zipSource_ = joinPath(app_.appFolder, "TMPK");
     if (!zip_.addFiles(zipSource_) || !zip_.closeArchive()) return trapped(zip_.lastError());
     Command2_Click();
+}
+
+bool PackageMaker::carryTakeScore(std::string& error) {
+    // A title spelt like the score's file keeps its information text; the score stays out then.
+    if (lower(nomeBrano_) == "score") return true;
+    const std::string kept = recording::takeScorePath(app_);
+    if (FileExists(kept)) return copyFile(kept, tmpk("score.txt"), error);
+    // No score of this take: none of an earlier package goes with it.
+    std::error_code ec;
+    fs::remove(tmpk("score.txt"), ec);
+    return true;
 }
 
 void PackageMaker::Command2_Click() {

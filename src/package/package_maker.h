@@ -1,6 +1,7 @@
 #pragma once
 // The package maker's window logic: the song's details saved as the package's information text,
-// then the song, its lyric and the two encoded tracks of TMPK written as one package.
+// then the song, its lyric, the two encoded tracks of TMPK and the take's score (when the singer
+// was scored) written as one package.
 #include "core/app.h"
 #include "package/zip_archive.h"
 
@@ -39,6 +40,8 @@ class PackageMaker {
     // The save dialog of the package's name; empty on a cancel.
     std::optional<std::string> askPackageName(const std::string& fileName);
     void trapped(const std::string& text);
+    // The take's score, when it has one, into the package beside its information text.
+    bool carryTakeScore(std::string& error);
 
     App& app_;
     widgets::Form1Controls& ui_;

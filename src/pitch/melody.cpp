@@ -77,14 +77,18 @@ Melody ReadMelody(const std::string& path) {
     const HSTREAM h = BASS_MIDI_StreamCreateFile(0, path.c_str(), 0, 0, BASS_STREAM_DECODE, 44100);
     if (!h) return {};
     std::vector<NoteEvent> events;
+    SongClock clock{{0, 0.0}};
     const DWORD count = BASS_MIDI_StreamGetEvents(h, -1, MIDI_EVENT_NOTE, nullptr);
     if (count != ~DWORD{0} && count > 0) {
         std::vector<BASS_MIDI_EVENT> raw(count);
         BASS_MIDI_StreamGetEvents(h, -1, MIDI_EVENT_NOTE, raw.data());
         events.reserve(count);
-        for (const BASS_MIDI_EVENT& e : raw)
-            events.push_back({BASS_ChannelBytes2Seconds(h, e.pos), static_cast<int>(e.chan),
-                              static_cast<int>(e.param & 0xff), static_cast<int>((e.param >> 8) & 0xff)});
+        for (const BASS_MIDI_EVENT& e : raw) {
+            const double seconds = BASS_ChannelBytes2Seconds(h, e.pos);
+            events.push_back({seconds, static_cast<int>(e.chan), static_cast<int>(e.param & 0xff),
+                              static_cast<int>((e.param >> 8) & 0xff)});
+            if (clock.empty() || e.tick > clock.back().first) clock.emplace_back(e.tick, seconds);
+        }
     }
     // Lyric events, or the text events of a karaoke file (its "@" lines are not words).
     std::vector<double> marks;
@@ -100,7 +104,21 @@ Melody ReadMelody(const std::string& path) {
     }
     BASS_StreamFree(h);
     std::sort(marks.begin(), marks.end());
-    return melodyOf(events, marks);
+    Melody melody = melodyOf(events, marks);
+    melody.clock = std::move(clock);
+    return melody;
+}
+
+double secondsAtTick(const SongClock& clock, double tick) {
+    if (clock.size() < 2) return 0;
+    auto after =
+        std::upper_bound(clock.begin(), clock.end(), tick,
+                         [](double t, const std::pair<std::uint64_t, double>& p) { return t < p.first; });
+    if (after == clock.begin()) ++after;
+    if (after == clock.end()) --after;
+    const auto& [t1, s1] = *after;
+    const auto& [t0, s0] = *std::prev(after);
+    return s0 + (tick - static_cast<double>(t0)) * (s1 - s0) / static_cast<double>(t1 - t0);
 }
 
 int keyAt(const Melody& melody, double seconds) {

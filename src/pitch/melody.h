@@ -6,7 +6,9 @@
 // files that keep the tune elsewhere. A channel that plays chords gives its highest sounding note.
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace velvora::pitch {
@@ -19,9 +21,15 @@ struct MelodyNote {
     int key = 60; // MIDI key: 60 is middle C
 };
 
+// Where the song's ticks fall on its own clock: (tick, seconds) pairs in time order, one for
+// each moment the file has an event at. A playing song's heard tick is read on it, so that a
+// song played faster or slower than written still lines up with its melody.
+using SongClock = std::vector<std::pair<std::uint64_t, double>>;
+
 struct Melody {
     int channel = -1; // -1: the song has no melody
     std::vector<MelodyNote> notes;
+    SongClock clock;
 };
 
 // One note-on (velocity above 0) or note-off (velocity 0) of the song.
@@ -37,6 +45,9 @@ Melody melodyOf(const std::vector<NoteEvent>& events, const std::vector<double>&
 // The melody of the MIDI file at `path`, read through the engine (which must be up); an empty
 // melody when the file cannot be read or has no notes where the melody should be.
 Melody ReadMelody(const std::string& path);
+// The seconds on the song's own clock of `tick`: between two known ticks in proportion, beyond
+// the last one at the last pace; 0 when the clock knows fewer than two ticks.
+double secondsAtTick(const SongClock& clock, double tick);
 // The key sounding at `seconds`, or -1 between notes.
 int keyAt(const Melody& melody, double seconds);
 

@@ -1,8 +1,10 @@
 #include "pitch/pitch_guide.h"
 
 #include "core/controller.h"
+#include "core/files.h"
 #include "core/vb_text.h"
 #include "pitch/score.h"
+#include "recording/take_score.h"
 #include "widgets/pitch_strip.h"
 
 #include <cmath>
@@ -33,8 +35,16 @@ double keyOf(float hz) {
 } // namespace
 
 PitchGuide::PitchGuide(App& app, widgets::PitchStrip& strip)
-    : app_(app), strip_(strip), timer_(app.sys.clock.makeTimer(kTickMs, false)) {
+    : app_(app), strips_{&strip}, timer_(app.sys.clock.makeTimer(kTickMs, false)) {
     timer_->onTick = [this] { tick(); };
+}
+
+void PitchGuide::addStrip(widgets::PitchStrip& strip) {
+    const widgets::PitchStripView& shown = strips_.front()->view();
+    strip.setNotes(shown.notes);
+    strip.setMessage(shown.message);
+    strip.setNow(shown.now);
+    strips_.push_back(&strip);
 }
 
 PitchGuide::~PitchGuide() {
@@ -55,9 +65,34 @@ void PitchGuide::songChanged() {
     melody_ = isMidiSong(song_) ? ReadMelody(song_) : Melody{};
     std::vector<widgets::StripNote> notes;
     for (const MelodyNote& n : melody_.notes) notes.push_back({n.start, n.end, n.key});
-    strip_.setNotes(std::move(notes));
-    strip_.clearReadings();
-    strip_.setMessage(song_.empty() || melody_.channel >= 0 ? QString() : QString(kNoMelody));
+    const QString message = song_.empty() || melody_.channel >= 0 ? QString() : QString(kNoMelody);
+    forStrips([&](widgets::PitchStrip& strip) {
+        strip.setNotes(notes);
+        strip.clearReadings();
+        strip.setMessage(message);
+    });
+}
+
+double PitchGuide::heardSongSeconds(DWORD chan) const {
+    if (melody_.clock.size() >= 2) {
+        const QWORD tick = BASS_ChannelGetPosition(chan, BASS_POS_MIDI_TICK);
+        if (tick != ~QWORD{0}) return secondsAtTick(melody_.clock, static_cast<double>(tick));
+    }
+    return BASS_ChannelBytes2Seconds(chan, BASS_ChannelGetPosition(chan, BASS_POS_BYTE));
+}
+
+double PitchGuide::songPace() const {
+    // A MIDI song's tempo is its written one scaled by the tempo control; audio keeps its clock.
+    const double scale = app_.s.temposcale.load();
+    return melody_.clock.size() >= 2 && scale > 0 ? 1.0 / scale : 1.0;
+}
+
+double PitchGuide::songSecondsAt(double captureSeconds) {
+    // Readings come in time order: the looks before the one in force at this reading are done.
+    while (looks_.size() > 1 && looks_[1].captureSeconds <= captureSeconds) looks_.pop_front();
+    if (looks_.empty()) return captureSeconds;
+    const Look& look = looks_.front();
+    return look.songSeconds + (captureSeconds - look.captureSeconds) * look.pace;
 }
 
 bool PitchGuide::startListening(double heardSeconds) {
@@ -66,10 +101,12 @@ bool PitchGuide::startListening(double heardSeconds) {
     if (!capture_) {
         tracker_.reset();
         noInput_ = true;
-        strip_.setMessage(kNoInput);
+        forStrips([](widgets::PitchStrip& strip) { strip.setMessage(kNoInput); });
         return false;
     }
-    captureSongStart_ = heardSeconds;
+    captureStartMs_ = app_.sys.clock.nowMs();
+    looks_.assign(1, Look{0, heardSeconds, songPace()});
+    takeRecording_ = app_.s.recordArmed && app_.s.capture.recChan != 0;
     sung_.clear();
     return true;
 }
@@ -85,17 +122,21 @@ void PitchGuide::takeReadings(double heardSeconds) {
         app_.s.capture.calibration ? app_.s.capture.calibration->roundTripMs / 1000.0 : 0.0;
     std::vector<widgets::StripReading> shown;
     for (const PitchFrame& f : tracker_->takeReadings()) {
-        const double t = captureSongStart_ + f.seconds - roundTrip;
+        const double t = songSecondsAt(f.seconds - roundTrip);
         sung_.push_back({t, f.hz});
         shown.push_back({t, keyOf(f.hz)});
     }
-    strip_.setNow(heardSeconds);
-    strip_.addReadings(shown);
+    forStrips([&](widgets::PitchStrip& strip) {
+        strip.setNow(heardSeconds);
+        strip.addReadings(shown);
+    });
 }
 
 void PitchGuide::scoreSong() {
     if (melody_.channel < 0 || sung_.empty()) return;
     lastScore_ = scoreTake(melody_, sung_, tracker_->hopSeconds());
+    // Kept before the box, which waits for the user.
+    if (takeRecording_) recording::keepTakeScore(app_, {lastScore_, GetFileName(song_)});
     app_.sys.dialogs.msgBox("Your score: " + std::to_string(lastScore_) + " of 100", platform::vbInformation,
                             "Velvora");
 }
@@ -105,8 +146,11 @@ void PitchGuide::tick() {
     if (!shown_) return;
     const DWORD chan = app_.s.chan;
     const bool playing = chan && BASS_ChannelIsActive(chan) == BASS_ACTIVE_PLAYING;
-    if (playing) lastHeard_ = BASS_ChannelBytes2Seconds(chan, BASS_ChannelGetPosition(chan, BASS_POS_BYTE));
+    if (playing) lastHeard_ = heardSongSeconds(chan);
     if (playing && !capture_ && !noInput_) startListening(lastHeard_);
+    if (playing && capture_)
+        looks_.push_back(
+            {static_cast<double>(app_.sys.clock.nowMs() - captureStartMs_) / 1000.0, lastHeard_, songPace()});
     if (capture_) takeReadings(lastHeard_);
     if (!playing && wasPlaying_ && capture_) {
         // The song came to its end or was stopped: what is still in the tracker counts too. It was

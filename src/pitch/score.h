@@ -16,6 +16,8 @@ double foldedSemitones(double hz, int key);
 // `voiceLag` is how much later the voice reached the capture than the song was heard (the
 // measured round trip), so a reading at t sings the song at t - voiceLag. The first and last
 // tenth of a second of each note are not held against the singer (attack, glide, release).
+// Each reading counts for the time to the next one (at most two hops), so that a trace placed on
+// the song's clock of a song played faster or slower than written still covers its notes.
 // 0 when the melody is empty or nothing was sung.
 int scoreTake(const Melody& melody, const std::vector<PitchFrame>& trace, double hopSeconds,
               double voiceLag = 0);

@@ -4,6 +4,7 @@
 #include "core/staged_file.h"
 #include "core/startup.h"
 #include "recording/take_journal.h"
+#include "recording/take_score.h"
 #include "recording/wav_header.h"
 #include "widgets/main_controls.h"
 
@@ -109,6 +110,8 @@ void StartCapture(App& app) {
     if (!c.recBuffer.allocate(static_cast<std::size_t>(step))) return;
     c.recLength = kWavHeaderBytes;
     c.takeOffset.reset();
+    // The voice in the take folder is about to be another: the last take's score is not its.
+    forgetTakeScore(app);
     const auto header = headerBytes(WavRiffHeader{}, pcmFormat(2, 44100, 16), WavDataHeader{});
     std::copy(header.begin(), header.end(), c.recBuffer.data());
     openJournal(app);

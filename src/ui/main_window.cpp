@@ -8,6 +8,7 @@
 #include "ui/wiring.h"
 #include "widgets/main_controls.h"
 #include "widgets/pitch_strip.h"
+#include "widgets/words_full_screen.h"
 
 #include "transport/transport.h"
 
@@ -41,10 +42,13 @@ void MainWindow::addPitchGuide() {
     box->insertWidget(box->indexOf(controls_->Picture3) + 1, pitchStrip_);
     pitchStrip_->hide();
     pitchGuide_ = std::make_unique<pitch::PitchGuide>(*app_, *pitchStrip_);
+    widgets::PitchStrip* singers = controls_->frmWordsFullScreen->pitchStrip();
+    pitchGuide_->addStrip(*singers);
     pitchAction_ = controls_->mnutil->addAction("Pitch guide");
     pitchAction_->setCheckable(true);
-    QObject::connect(pitchAction_, &QAction::toggled, [this](bool on) {
+    QObject::connect(pitchAction_, &QAction::toggled, [this, singers](bool on) {
         pitchStrip_->setVisible(on);
+        singers->setVisible(on);
         pitchGuide_->setShown(on);
     });
 }

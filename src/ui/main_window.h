@@ -33,8 +33,8 @@ class MainWindow final : public QMainWindow {
     // The live input level window, made on first use.
     LiveSpecWindow& liveSpec();
     explorer::ExplorerWindow& explorer() { return *explorer_; }
-    // The pitch strip under the lyric page, the guide that fills it, and its toggle in the
-    // Utility menu (off at start).
+    // The pitch strip under the lyric page (the singer's screen has one too), the guide that fills
+    // both, and its toggle in the Utility menu (off at start).
     widgets::PitchStrip& pitchStrip() { return *pitchStrip_; }
     pitch::PitchGuide& pitchGuide() { return *pitchGuide_; }
     QAction* pitchAction() { return pitchAction_; }

@@ -1,5 +1,6 @@
 #include "widgets/pitch_strip.h"
 
+#include <QFont>
 #include <QPainter>
 
 #include <algorithm>
@@ -75,8 +76,13 @@ void paintPitchStrip(QPainter& painter, const QRect& area, const PitchStripView&
     painter.setPen(QColor(Qt::white));
     const int nowX = static_cast<int>(std::lround(scale.x(view.now)));
     painter.drawLine(nowX, area.top(), nowX, area.bottom());
-    if (!view.message.isEmpty())
+    if (!view.message.isEmpty()) {
+        // Readable from the singer's place on a tall strip, as on the small one.
+        QFont font = painter.font();
+        font.setPixelSize(std::clamp(area.height() / 6, 12, 48));
+        painter.setFont(font);
         painter.drawText(area.adjusted(8, 4, -8, -4), Qt::AlignLeft | Qt::AlignTop, view.message);
+    }
 }
 
 PitchStrip::PitchStrip(QWidget* parent) : QWidget(parent) {

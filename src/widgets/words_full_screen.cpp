@@ -1,6 +1,7 @@
 #include "widgets/words_full_screen.h"
 
 #include "widgets/lyricpicture.h"
+#include "widgets/pitch_strip.h"
 
 #include <QGuiApplication>
 #include <QKeyEvent>
@@ -10,12 +11,15 @@
 namespace velvora::widgets {
 
 WordsFullScreen::WordsFullScreen(QWidget* parent)
-    : QWidget(parent, Qt::Window), page_(new LyricPicture(this)) {
+    : QWidget(parent, Qt::Window), page_(new LyricPicture(this)), pitchStrip_(new PitchStrip(this)) {
     setObjectName("frmWordsFullScreen");
     setWindowTitle("Velvora - Karaoke");
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(page_);
+    // The words keep most of the screen; the strip takes a fifth of it when shown.
+    layout->addWidget(page_, 4);
+    layout->addWidget(pitchStrip_, 1);
+    pitchStrip_->hide();
     connect(page_, &LyricPicture::pageLost, this, &WordsFullScreen::pageResized);
     resize(960, 540);
 }

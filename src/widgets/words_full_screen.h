@@ -1,6 +1,7 @@
 // The singer's screen: a window of its own that shows the lyric page as large as the screen allows.
 // It opens full screen on the second screen when there is one, and leaves full screen with Escape
-// or a double click, as video players do. Closing it only hides it.
+// or a double click, as video players do. Closing it only hides it. Under the page, the pitch strip
+// when the pitch guide is on.
 #pragma once
 
 #include <QWidget>
@@ -8,6 +9,7 @@
 namespace velvora::widgets {
 
 class LyricPicture;
+class PitchStrip;
 
 class WordsFullScreen : public QWidget {
     Q_OBJECT
@@ -15,6 +17,8 @@ class WordsFullScreen : public QWidget {
     explicit WordsFullScreen(QWidget* parent = nullptr);
 
     LyricPicture* page() const { return page_; }
+    // Hidden until the pitch guide is turned on.
+    PitchStrip* pitchStrip() const { return pitchStrip_; }
     // Shows the window full screen on the screen a singer would look at.
     void showOnSingersScreen();
 
@@ -30,6 +34,7 @@ class WordsFullScreen : public QWidget {
     void toggleFullScreen();
 
     LyricPicture* page_;
+    PitchStrip* pitchStrip_;
 };
 
 } // namespace velvora::widgets

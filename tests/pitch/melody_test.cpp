@@ -70,6 +70,16 @@ TEST(Melody, ChordsGiveTheirHighestNoteAndARepeatedKeyIsANoteOfItsOwn) {
     EXPECT_EQ(keyAt(m, 3.0), -1);
 }
 
+TEST(Melody, TheSongClockFollowsEachStretchOfItsTempo) {
+    // Ticks 0-96 at 0.5 s a quarter, then twice as slow.
+    const SongClock clock{{0, 0.0}, {96, 0.5}, {192, 1.5}};
+    EXPECT_DOUBLE_EQ(secondsAtTick(clock, 48), 0.25);
+    EXPECT_DOUBLE_EQ(secondsAtTick(clock, 96), 0.5);
+    EXPECT_DOUBLE_EQ(secondsAtTick(clock, 144), 1.0);
+    EXPECT_DOUBLE_EQ(secondsAtTick(clock, 288), 2.5) << "past the last tick at the last pace";
+    EXPECT_DOUBLE_EQ(secondsAtTick({{0, 0.0}}, 50), 0.0) << "one tick tells no pace";
+}
+
 // The engine's virtual device, which the melody is read through, and a folder of the test's own.
 class MelodyOfFiles : public ::testing::Test {
   protected:
@@ -92,6 +102,9 @@ TEST_F(MelodyOfFiles, AKaraokeFileGivesTheNotesUnderItsWordsOnItsOwnClock) {
         EXPECT_NEAR(m.notes[i].end, 0.6 * (i + 2), 1e-4);
         EXPECT_EQ(m.notes[i].key, 60 + i);
     }
+    // Its ticks on its own clock: a tick is 0.6 s / 96; past the last event at the same pace.
+    for (double tick : {0.0, 48.0, 96.0, 200.0, 480.0, 1000.0})
+        EXPECT_NEAR(secondsAtTick(m.clock, tick), tick * 0.6 / 96, 1e-4) << tick;
     miditest::writeFile(folder / "not.kar", "not a MIDI file");
     EXPECT_EQ(ReadMelody((folder / "not.kar").string()).channel, -1);
     EXPECT_EQ(ReadMelody((folder / "missing.kar").string()).channel, -1);

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace velvora::pitch {
 namespace {
 
@@ -59,6 +61,23 @@ TEST(ScoreTake, InTuneAnOctaveDownOrLateByTheRoundTripScoresHighOffBySemitoneLow
     Melody firstHalf = m;
     firstHalf.notes.resize(4);
     EXPECT_NEAR(scoreTake(m, detect(singMelody(firstHalf, seconds)), hop), 50, 5);
+}
+
+TEST(ScoreTake, ATraceOnTheClockOfASongPlayedFasterCoversItsNotes) {
+    // Sung at +20 %: each reading, a hop of the singer's time, is 1.2 hops of the song's.
+    const Melody m = tune();
+    const double hop = static_cast<double>(PitchDetector::kHop) / testing::kRate;
+    Melody heard = m;
+    for (MelodyNote& n : heard.notes) n.start /= 1.2, n.end /= 1.2;
+    std::vector<PitchFrame> trace = detect(singMelody(heard, 7.0 / 1.2));
+    for (PitchFrame& f : trace) f.seconds *= 1.2;
+    EXPECT_GE(scoreTake(m, trace, hop), 95);
+    // A trace with a hole of half a second (readings lost) is not credited across it.
+    std::vector<PitchFrame> holed = detect(singMelody(m, 7.0));
+    holed.erase(std::remove_if(holed.begin(), holed.end(),
+                               [](const PitchFrame& f) { return f.seconds > 2.0 && f.seconds < 2.5; }),
+                holed.end());
+    EXPECT_LT(scoreTake(m, holed, hop), scoreTake(m, detect(singMelody(m, 7.0)), hop) - 5);
 }
 
 TEST(ScoreTake, SilenceOrNoMelodyScoresNothing) {
