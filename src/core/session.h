@@ -67,6 +67,15 @@ struct WordModel {
 struct LatencyCalibration {
     double roundTripMs = 0;
     double spreadMs = 0;
+    // Of the round trip, the part before the clicks were heard: the output's latency then, which
+    // may differ from one play to the next. Negative when not known.
+    double outputMs = -1;
+
+    // The part after the sound was heard: the time from the output to the capture (the whole round
+    // trip when the output's part is not known).
+    double inputMs() const {
+        return outputMs >= 0 && outputMs <= roundTripMs ? roundTripMs - outputMs : roundTripMs;
+    }
 };
 
 struct CaptureState {

@@ -69,4 +69,8 @@ struct OutputHealth {
 };
 OutputHealth outputHealth();
 
+// When BASS_ChannelPlay last started a channel, in seconds of std::chrono::steady_clock; 0 before
+// any. A test that records the output by other means relates its recording to it.
+double lastPlayStarted();
+
 } // namespace engine::testing

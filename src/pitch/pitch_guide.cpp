@@ -118,11 +118,11 @@ void PitchGuide::stopListening() {
 }
 
 void PitchGuide::takeReadings(double heardSeconds) {
-    const double roundTrip =
-        app_.s.capture.calibration ? app_.s.capture.calibration->roundTripMs / 1000.0 : 0.0;
+    // A reading is late on the song heard by the way from the output to the input.
+    const double lag = app_.s.capture.calibration ? app_.s.capture.calibration->inputMs() / 1000.0 : 0.0;
     std::vector<widgets::StripReading> shown;
     for (const PitchFrame& f : tracker_->takeReadings()) {
-        const double t = songSecondsAt(f.seconds - roundTrip);
+        const double t = songSecondsAt(f.seconds - lag);
         sung_.push_back({t, f.hz});
         shown.push_back({t, keyOf(f.hz)});
     }

@@ -153,28 +153,35 @@ CalibrationOutcome CalibrateLatency(App& app) {
     // The capture may stall; the wait is bounded by twice the time the capture needs.
     const long long limit =
         app.sys.clock.nowMs() + 2 * static_cast<long long>(ms(static_cast<double>(wanted)));
+    // The capture began a little before the clicks were started; that gap is no part of the
+    // round trip. When the first click was heard tells the output's part of it: asked while the
+    // clicks still play, from where they are heard.
+    double started = 0, heard = -1;
     for (;;) {
         {
             std::lock_guard lock(captured.mutex);
             if (captured.mono.size() >= wanted) break;
         }
+        if (BASS_ChannelIsActive(clicks) == BASS_ACTIVE_PLAYING &&
+            !BASS_RecordGetOffset(rec, clicks, &started, &heard))
+            heard = -1;
         if (app.sys.clock.nowMs() >= limit) break;
         app.sys.clock.sleep(50);
     }
-    // The capture began a little before the clicks were started; that gap is no part of the
-    // round trip.
-    double started = 0;
-    if (!BASS_RecordGetOffset(rec, clicks, &started, nullptr)) started = 0;
+    if (heard < 0 && !BASS_RecordGetOffset(rec, clicks, &started, &heard)) started = 0, heard = -1;
     BASS_ChannelStop(rec);
     BASS_StreamFree(clicks);
-    std::vector<float> heard;
+    std::vector<float> capturedMono;
     {
         std::lock_guard lock(captured.mutex);
-        heard = captured.mono;
+        capturedMono = captured.mono;
     }
-    auto found = findRoundTrip(train, heard);
+    auto found = findRoundTrip(train, capturedMono);
     if (!found) return {std::nullopt, "No click was heard: the latency was not measured."};
-    found->roundTripMs = std::max(0.0, found->roundTripMs - started * 1000.0);
+    found->roundTripMs -= started * 1000.0;
+    if (found->roundTripMs <= 0)
+        return {std::nullopt, "The clicks were heard before they were played: the latency was not measured."};
+    if (heard >= started) found->outputMs = std::min(found->roundTripMs, (heard - started) * 1000.0);
     return {found, latencyText(*found)};
 }
 
@@ -187,10 +194,14 @@ std::string latencyText(const LatencyCalibration& c) {
 std::uint32_t voiceShiftFrames(const App& app) {
     const auto& c = app.s.capture.calibration;
     if (!c || !(c->roundTripMs > 0)) return 0;
-    // The voice lags the backing by the round trip and by the time the capture ran before the
-    // song was started.
-    const double gapMs = app.s.capture.takeOffset ? std::max(0.0, app.s.capture.takeOffset->startedMs) : 0.0;
-    return static_cast<std::uint32_t>(std::lround((c->roundTripMs + gapMs) * 44100.0 / 1000.0));
+    const auto& offset = app.s.capture.takeOffset;
+    // The voice lags the backing by the time the capture ran before the song was heard and by the
+    // way back from the output to the input. The output's own latency is taken from the take
+    // itself when the calibration told it apart, for it may differ from one play to the next.
+    const double ms = c->outputMs >= 0 && offset
+                          ? c->inputMs() + std::max(0.0, offset->heardMs)
+                          : c->roundTripMs + (offset ? std::max(0.0, offset->startedMs) : 0.0);
+    return static_cast<std::uint32_t>(std::lround(ms * 44100.0 / 1000.0));
 }
 
 std::string alignedVocalTrack(App& app) {

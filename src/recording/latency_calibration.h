@@ -41,8 +41,10 @@ CalibrationOutcome CalibrateLatency(App& app);
 // "Latency: 87 ms ± 1 ms".
 std::string latencyText(const LatencyCalibration& c);
 
-// How many frames at 44100 Hz the voice of a take is read earlier: the round trip, and the time the
-// take's capture ran before its song was started as the engine reported it; 0 without a calibration.
+// How many frames at 44100 Hz the voice of a take is read earlier: the time the take's capture ran
+// before its song was first heard, as the engine reported it, and the input's latency (or, when the
+// output's part of the round trip is not known, the time to the song's start and the whole round
+// trip); 0 without a calibration.
 std::uint32_t voiceShiftFrames(const App& app);
 
 // The vocal track a package encodes, as a name inside TKKK: with a calibration, a copy of

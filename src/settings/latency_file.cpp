@@ -32,23 +32,29 @@ std::optional<double> decimal(const std::string& item) {
 } // namespace
 
 std::string latencyLine(const LatencyCalibration& c) {
-    char line[64];
-    std::snprintf(line, sizeof line, "%.2f %.2f\r\n", c.roundTripMs, c.spreadMs);
+    char line[96];
+    if (c.outputMs >= 0)
+        std::snprintf(line, sizeof line, "%.2f %.2f %.2f\r\n", c.roundTripMs, c.spreadMs, c.outputMs);
+    else
+        std::snprintf(line, sizeof line, "%.2f %.2f\r\n", c.roundTripMs, c.spreadMs);
     return line;
 }
 
 std::optional<LatencyCalibration> parseLatency(const std::string& text) {
     const std::string line = text.substr(0, text.find_first_of("\r\n"));
     std::istringstream in(line);
-    std::string a, b, extra;
-    if (!(in >> a >> b) || (in >> extra)) return std::nullopt;
+    std::string a, b, c, extra;
+    if (!(in >> a >> b) || (in >> c && in >> extra)) return std::nullopt;
     const auto roundTrip = decimal(a);
     const auto spread = decimal(b);
     if (!roundTrip || !spread || *roundTrip > kMaxRoundTripMs || *spread > kMaxRoundTripMs)
         return std::nullopt;
+    // The output's part, when kept, is a part of the round trip.
+    const auto output = c.empty() ? std::optional<double>(-1.0) : decimal(c);
+    if (!output || *output > *roundTrip) return std::nullopt;
     // Anything but line ends after the line is not ours.
     if (text.find_first_not_of("\r\n", line.size()) != std::string::npos) return std::nullopt;
-    return LatencyCalibration{*roundTrip, *spread};
+    return LatencyCalibration{*roundTrip, *spread, *output};
 }
 
 void latencyLoad(App& app) {

@@ -27,6 +27,8 @@ struct MonitorRecorder::State {
         SteadyClock::time_point arrival;
     };
     std::vector<Read> reads;
+    // From the reads whose latency the server told: when frame 0 was played, in steady seconds.
+    std::vector<double> playedStarts;
     // heardAt()'s anchors, worked out again when more reads came in.
     std::vector<std::pair<double, double>> anchors;
     std::size_t anchoredReads = 0;
@@ -63,6 +65,16 @@ struct MonitorRecorder::State {
                 }
             }
             pa_stream_drop(st);
+            // How long ago the sink played the frame now next to read (negative: it has yet to).
+            pa_usec_t usec = 0;
+            int negative = 0;
+            if (data && self->keep && pa_stream_get_latency(st, &usec, &negative) == 0) {
+                const double latency = (negative ? -1.0 : 1.0) * static_cast<double>(usec) * 1e-6;
+                const double now =
+                    std::chrono::duration<double>(SteadyClock::now().time_since_epoch()).count();
+                std::lock_guard lock(self->mutex);
+                self->playedStarts.push_back(now - latency - static_cast<double>(self->frames) / kRate);
+            }
             self->arrived.notify_all();
         }
     }
@@ -120,7 +132,10 @@ bool MonitorRecorder::start(const std::string& source, double reserveSeconds, bo
         attr.maxlength = static_cast<std::uint32_t>(-1); // the server's largest: seconds of slack
         attr.fragsize = kRate / 500 * 4;                 // 2 ms reads: the sink runs in small blocks
         attr.tlength = attr.prebuf = attr.minreq = static_cast<std::uint32_t>(-1);
-        ok = pa_stream_connect_record(s.stream, source.c_str(), &attr, PA_STREAM_ADJUST_LATENCY) == 0 &&
+        ok = pa_stream_connect_record(s.stream, source.c_str(), &attr,
+                                      static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY |
+                                                                     PA_STREAM_INTERPOLATE_TIMING |
+                                                                     PA_STREAM_AUTO_TIMING_UPDATE)) == 0 &&
              waitUntil([&] { return pa_stream_get_state(s.stream) == PA_STREAM_READY; });
     }
     pa_threaded_mainloop_unlock(s.loop);
@@ -168,6 +183,20 @@ unsigned MonitorRecorder::overflows() const {
 
 bool MonitorRecorder::broken() const {
     return state_->broken.load();
+}
+
+MonitorRecorder::SteadyClock::time_point MonitorRecorder::playedAt(std::size_t frame) const {
+    std::vector<double> starts;
+    {
+        std::lock_guard lock(state_->mutex);
+        starts = state_->playedStarts;
+    }
+    if (starts.empty()) return SteadyClock::time_point::max();
+    std::nth_element(starts.begin(), starts.begin() + static_cast<std::ptrdiff_t>(starts.size() / 2),
+                     starts.end());
+    const double at = starts[starts.size() / 2] + static_cast<double>(frame) / kRate;
+    return SteadyClock::time_point(
+        std::chrono::duration_cast<SteadyClock::duration>(std::chrono::duration<double>(at)));
 }
 
 MonitorRecorder::SteadyClock::time_point MonitorRecorder::heardAt(std::size_t frame) const {

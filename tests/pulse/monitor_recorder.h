@@ -49,6 +49,11 @@ class MonitorRecorder {
     // When frame `frame` of the recording was heard, by the estimate above.
     SteadyClock::time_point heardAt(std::size_t frame) const;
     SteadyClock::time_point startTime() const { return heardAt(0); }
+    // When the sink played frame `frame`, by the server's own timing: a monitor delivers a block
+    // of the sink as soon as it is rendered, up to a block before the sink plays it, so for a
+    // moment of playing rather than of arrival this is the figure. The median over the reads of a
+    // recording of seconds (not minutes: the clocks drift apart).
+    SteadyClock::time_point playedAt(std::size_t frame) const;
 
   private:
     struct State;

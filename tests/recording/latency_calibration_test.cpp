@@ -83,6 +83,8 @@ TEST_F(LatencyTest, TheCalibrationMeasuresTheInputDelayOfTheVirtualDevice) {
         ASSERT_TRUE(outcome.measured) << outcome.message;
         EXPECT_NEAR(outcome.measured->roundTripMs, delay * 1000.0 / 44100, 1.0);
         EXPECT_LE(outcome.measured->spreadMs, 1.0);
+        // The virtual device plays what is started at once: all the round trip is the input's.
+        EXPECT_NEAR(outcome.measured->outputMs, 0.0, 0.05);
         EXPECT_THAT(outcome.message, ::testing::StartsWith("Latency: "));
     }
     EXPECT_EQ(recording::CalibrateLatency(*app).message, "Latency: 28 ms \u00b1 0 ms");
@@ -101,6 +103,12 @@ TEST_F(LatencyTest, AnInputThatHearsNothingOrNoInputSaysSoAndMeasuresNothing) {
     const auto deaf = recording::CalibrateLatency(*app); // the input does not hear the output
     EXPECT_FALSE(deaf.measured);
     EXPECT_EQ(deaf.message, "No click was heard: the latency was not measured.");
+    // Clicks heard no later than they were played tell of a clock gone wrong, not of a latency.
+    loop(0);
+    const auto instant = recording::CalibrateLatency(*app);
+    EXPECT_FALSE(instant.measured);
+    EXPECT_EQ(instant.message,
+              "The clicks were heard before they were played: the latency was not measured.");
     EXPECT_FALSE(app->s.capture.calibration);
 }
 
@@ -122,6 +130,22 @@ TEST_F(LatencyTest, ThePackagesVoiceIsACopyThatBeginsTheRoundTripLaterAndTheTake
     EXPECT_TRUE(readWav(tkkk("vocaltrack-aligned.wav")).samples.empty());
     { std::ofstream(tkkk("vocaltrack.wav"), std::ios::binary) << "not a wave"; }
     EXPECT_EQ(recording::alignedVocalTrack(*app), "vocaltrack.wav");
+}
+
+TEST_F(LatencyTest, TheVoiceIsShiftedByTheTakesOwnOutputLatencyWhenTheCalibrationToldItApart) {
+    start();
+    // Calibrated: 150 ms round trip of which 100 ms before the clicks were heard. This take's song
+    // was started 10 ms into the capture and heard 130 ms into it: 130 ms + the input's 50 ms.
+    app->s.capture.takeOffset = CaptureState::TakeOffset{10.0, 130.0};
+    app->s.capture.calibration = LatencyCalibration{150.0, 1.0, 100.0};
+    EXPECT_EQ(recording::voiceShiftFrames(*app), 180u * 441 / 10);
+    // A calibration that did not tell the output's part: the round trip from the song's start.
+    app->s.capture.calibration = LatencyCalibration{150.0, 1.0};
+    EXPECT_EQ(recording::voiceShiftFrames(*app), 160u * 441 / 10);
+    // No offset from the engine: the round trip alone.
+    app->s.capture.takeOffset.reset();
+    app->s.capture.calibration = LatencyCalibration{150.0, 1.0, 100.0};
+    EXPECT_EQ(recording::voiceShiftFrames(*app), 150u * 441 / 10);
 }
 
 // A take of a song of clicks, sung by an input that hears the output 120 ms late: in the mix the

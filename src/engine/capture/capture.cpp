@@ -211,6 +211,7 @@ DWORD CaptureHub::start(DWORD freq, DWORD chans, DWORD periodMs, RECORDPROC* pro
             delivered_ = 0;
             std::lock_guard timing(timingMutex_);
             timed_ = false;
+            agedStarts_.clear();
         }
         if (virtualSource_) {
             std::lock_guard delay(virtualMutex_);
@@ -231,8 +232,8 @@ DWORD CaptureHub::start(DWORD freq, DWORD chans, DWORD periodMs, RECORDPROC* pro
     return h;
 }
 
-void CaptureHub::deliverThunk(void* ctx, const float* frames, unsigned n) {
-    static_cast<CaptureHub*>(ctx)->deliver(frames, n);
+void CaptureHub::deliverThunk(void* ctx, const float* frames, unsigned n, double age) {
+    static_cast<CaptureHub*>(ctx)->deliver(frames, n, age);
 }
 
 void CaptureHub::remove(const CaptureChannel* ch) {
@@ -257,7 +258,27 @@ void CaptureHub::stopAll() {
     for (const auto& ch : all) ch->stop();
 }
 
-void CaptureHub::deliver(const float* frames, unsigned n) {
+void CaptureHub::noteTiming(std::uint64_t taken, double age) {
+    constexpr std::size_t kAgedBlocks = 50; // a second of 20 ms blocks
+    std::lock_guard timing(timingMutex_);
+    if (onVirtualClock()) {
+        const double bound = host().heardFrame() - static_cast<double>(taken) * host().rate() / kSourceRate;
+        if (!timed_ || bound < sourceStart_) sourceStart_ = bound;
+    } else if (age >= 0) {
+        if (agedStarts_.size() >= kAgedBlocks) return;
+        agedStarts_.push_back(steadySeconds() - age - static_cast<double>(taken) / kSourceRate);
+        std::vector<double> sorted = agedStarts_;
+        std::nth_element(sorted.begin(), sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2),
+                         sorted.end());
+        sourceStart_ = sorted[sorted.size() / 2];
+    } else {
+        const double bound = steadySeconds() - static_cast<double>(taken) / kSourceRate;
+        if (!timed_ || bound < sourceStart_) sourceStart_ = bound;
+    }
+    timed_ = true;
+}
+
+void CaptureHub::deliver(const float* frames, unsigned n, double age) {
     std::lock_guard one(deliverMutex_);
     float gain = 1.0f;
     {
@@ -267,15 +288,7 @@ void CaptureHub::deliver(const float* frames, unsigned n) {
         if (validInput(inputIndex_)) gain = inputs_[static_cast<std::size_t>(inputIndex_)].level;
     }
     const std::uint64_t first = delivered_.fetch_add(n);
-    {
-        // The block's last frame was taken no later than now.
-        const auto taken = static_cast<double>(first + n);
-        const double bound = onVirtualClock() ? host().heardFrame() - taken * host().rate() / kSourceRate
-                                              : steadySeconds() - taken / kSourceRate;
-        std::lock_guard timing(timingMutex_);
-        if (!timed_ || bound < sourceStart_) sourceStart_ = bound;
-        timed_ = true;
-    }
+    noteTiming(first + n, age);
     for (const auto& ch : delivering_) ch->noteFirst(first);
     // No hub lock while the callbacks run: they may stop or start captures.
     for (const auto& ch : delivering_)

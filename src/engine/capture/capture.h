@@ -89,12 +89,15 @@ class CaptureHub {
     // Ends and frees every capture channel (BASS_RecordFree, BASS_Free).
     void stopAll();
 
-    // From the source, on the capture thread: stereo float frames at kSourceRate.
-    void deliver(const float* frames, unsigned n);
+    // From the source, on the capture thread: stereo float frames at kSourceRate, the last of
+    // them taken `age` seconds ago (negative: not known).
+    void deliver(const float* frames, unsigned n, double age = -1.0);
 
     // The output frame that was being heard when `ch`'s first sample reached the input; false while
-    // it has none. The source's frames arrive late by the time the system takes to deliver them,
-    // never early, so each delivery bounds when the first one was taken and the least bound is kept.
+    // it has none. When the source tells how old its blocks are, the median of what its first
+    // second of blocks say (later ones would add the drift between its clock and ours). Otherwise
+    // the frames arrive late by the time the system takes to deliver them, never early, so each
+    // delivery bounds when the first one was taken and the least bound is kept.
     // On the virtual device the figure is exact and on the output's frames; on a real input it is
     // on the steady clock (steadySeconds), which the output's own figure would only blur.
     bool firstFrame(const CaptureChannel& ch, double& frame) const;
@@ -106,7 +109,8 @@ class CaptureHub {
     void clearVirtual();
 
   private:
-    static void deliverThunk(void* ctx, const float* frames, unsigned n);
+    static void deliverThunk(void* ctx, const float* frames, unsigned n, double age);
+    void noteTiming(std::uint64_t taken, double age);
     bool validInput(int index) const {
         return index >= 0 && static_cast<std::size_t>(index) < inputs_.size();
     }
@@ -127,6 +131,7 @@ class CaptureHub {
     mutable std::mutex timingMutex_;
     double sourceStart_ = 0;
     bool timed_ = false;
+    std::vector<double> agedStarts_; // from blocks whose age the source told
 
     std::mutex virtualMutex_;
     std::vector<std::int16_t> virtualQueue_;

@@ -125,7 +125,12 @@ class PulseSource final : public CaptureSource {
             int error = 0;
             if (pa_simple_read(s, buf.data(), buf.size() * sizeof(float), &error) < 0) break;
             if (!running->load()) break;
-            deliver(ctx, buf.data(), static_cast<unsigned>(buf.size() / 2));
+            // The server's word for how long ago the next frame to read was taken: the one after
+            // the block just read.
+            const pa_usec_t latency = pa_simple_get_latency(s, &error);
+            const double age =
+                latency == static_cast<pa_usec_t>(-1) ? -1.0 : static_cast<double>(latency) * 1e-6;
+            deliver(ctx, buf.data(), static_cast<unsigned>(buf.size() / 2), age);
         }
         pa_simple_free(s);
     }
@@ -203,7 +208,7 @@ class RtSource final : public CaptureSource {
             block.resize(n);
             for (std::size_t i = 0; i < n; ++i) block[i] = s->ring[(r + i) & (kRing - 1)];
             s->read.store(r + n, std::memory_order_release);
-            if (s->running.load()) deliver(ctx, block.data(), static_cast<unsigned>(n / 2));
+            if (s->running.load()) deliver(ctx, block.data(), static_cast<unsigned>(n / 2), -1.0);
         }
     }
     std::unique_ptr<RtAudio> audio_;

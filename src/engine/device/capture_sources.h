@@ -37,7 +37,9 @@ class CaptureSource {
     virtual void stop() = 0;
 };
 
-using DeliverFn = void (*)(void* ctx, const float* frames, unsigned count);
+// `age`: how long ago, in seconds, the block's last frame was taken, as far as the source knows;
+// negative when it does not.
+using DeliverFn = void (*)(void* ctx, const float* frames, unsigned count, double age);
 
 // Opens the input on the machine (PulseAudio source or RtAudio device); null when it cannot.
 std::unique_ptr<CaptureSource> openSystemSource(const CaptureInput& input, DeliverFn deliver, void* ctx);

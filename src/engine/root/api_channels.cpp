@@ -72,8 +72,10 @@ BOOL BASS_ChannelPlay(DWORD handle, BOOL restart) {
     const double from = restart ? 0.0 : ch->heardFrame();
     if (!ch->play(restart != 0)) return fail(BASS_ERROR_START);
     ch->startedPos.store(from, std::memory_order_relaxed);
-    ch->startedTime.store(steadySeconds(), std::memory_order_relaxed);
+    const double started = steadySeconds();
+    ch->startedTime.store(started, std::memory_order_relaxed);
     ch->startedFrame.store(now, std::memory_order_release);
+    Engine::instance().lastPlayStarted.store(started, std::memory_order_release);
     return ok(1);
 }
 

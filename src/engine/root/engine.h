@@ -61,6 +61,10 @@ class Engine final : public Host {
 
     CaptureHub& captures() { return captures_; }
 
+    // When BASS_ChannelPlay last started a channel (steady seconds), for tests that record the
+    // output by other means.
+    std::atomic<double> lastPlayStarted{0};
+
     // Decodes ahead for every playing channel (the update thread's work; testing::advance runs it
     // on the virtual device), and runs the delayed syncs that are due (the virtual device).
     void update();

@@ -48,6 +48,10 @@ std::size_t liveChannels() {
     return Engine::instance().liveChannelCount();
 }
 
+double lastPlayStarted() {
+    return Engine::instance().lastPlayStarted.load(std::memory_order_acquire);
+}
+
 std::string outputName() {
     return Engine::instance().output().name();
 }
